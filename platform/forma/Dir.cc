@@ -1,0 +1,56 @@
+#include "platform/forma/Dir.h"
+
+namespace Forma {
+
+FORMA_DEFINE_ENTITY(Dir)
+
+Dir::~Dir() = default;
+
+void Dir::entryIs(Ptr<Entity> child) {
+  if (!child) throwNullParameter(formaTypeName, "entry");
+  if (child->parent() && child->parent() != this) child->deletedIs(true);
+  const Name name = child->name();
+  Ptr<Entity> before = entry(name);
+  if (before && before != child) before->formaOrphan();
+  formaAdopt(*child, formaIndex("entry"), false);
+  entry_.map.put(name, child);
+  entryNotify(name);
+}
+
+Ptr<Entity> Dir::newEntity(const TypeRegistry& registry, std::string_view typeName, Name name) {
+  const EntityType& type = registry.entity(typeName);
+  if (Ptr<Entity> there = entry(name)) {
+    if (there->formaType().name == type.name) return there;
+    throwNotA(*there, typeName);
+  }
+  if (!type.make) throwNameException(std::string(typeName) + " cannot be made from a name alone");
+  Ptr<Entity> made = type.make(name);
+  entryIs(made);
+  return made;
+}
+
+void Dir::formaEntries(MemberType& type, Children<Name, Entity, MemberKind::entries> Dir::*) {
+  const auto as = [](const Entity& e) -> const Dir& { return static_cast<const Dir&>(e); };
+  const auto name = [](const void* key) -> const Name& { return *static_cast<const Name*>(key); };
+  type.keyType = typeName<Name>();
+  type.valueType = "Forma::Entity";
+  type.size = [as](const Entity& e) { return as(e).entrys(); };
+  type.each = [as](const Entity& e, const MemberType::Visit& visit) {
+    for (const auto& one : as(e).entryIteratorConst())
+      visit(&one.key, static_cast<const Entity*>(one.value.get()));
+  };
+  type.find = [as, name](const Entity& e, const void* key) -> const void* {
+    return static_cast<const Entity*>(as(e).entry_.find(name(key)));
+  };
+  type.erase = [name](Entity& e, const void* key) { static_cast<Dir&>(e).entryDel(name(key)); };
+  type.eraseChild = [](Entity& e, const Entity& child) {
+    auto& self = static_cast<Dir&>(e);
+    const Name key = child.name();
+    if (self.entry_.find(key) == &child) self.entryDel(key);
+  };
+  type.notifyChild = [](Entity& e, const Entity& child) {
+    static_cast<Dir&>(e).entryNotify(child.name());
+  };
+}
+
+}  // namespace Forma

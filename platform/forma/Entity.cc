@@ -1,0 +1,180 @@
+#include "platform/forma/Entity.h"
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "platform/forma/EntityType.h"
+
+namespace Forma {
+
+struct Entity::Observers {
+  std::vector<NotifieeBase*> list;  // a null is the hole that one left during a walk
+  std::uint32_t walks = 0;
+};
+
+/// A delivery under way: the outermost one closes the holes, also when a callback throws.
+struct Entity::Walk {
+  explicit Walk(Observers& observers) : all(observers) { ++all.walks; }
+  Walk(const Walk&) = delete;
+  Walk& operator=(const Walk&) = delete;
+  ~Walk() {
+    if (--all.walks == 0) std::erase(all.list, nullptr);
+  }
+  Observers& all;
+};
+
+Entity::~Entity() { delete observers_; }
+NamedEntity::~NamedEntity() = default;
+
+Name Entity::name() const { return {}; }
+
+void Entity::parentIs(Entity* parent) {
+  parent_ = parent;
+  parentMember_ = noMember;
+  flags_ = static_cast<std::uint8_t>(flags_ & ~surfacesFlag);
+}
+
+std::string Entity::fullName() const {
+  if (!parent_) return std::string(name().view());
+  std::string path = parent_->fullName();
+  if (!path.empty()) path.push_back('/');
+  const MemberType* member = parent_->formaType().member(parentMember_);
+  if (member && member->kind != MemberKind::entries) path.append(member->name).push_back('/');
+  return path.append(name().view());
+}
+
+void Entity::deletedIs(bool deleted) {
+  if (!deleted) {
+    flags_ = static_cast<std::uint8_t>(flags_ & ~deletedFlag);
+    return;
+  }
+  const Ptr<Entity> self(this);
+  flags_ |= deletedFlag;
+  const MemberType* member = parent_ ? parent_->formaType().member(parentMember_) : nullptr;
+  if (member && member->eraseChild) member->eraseChild(*parent_, *this);
+}
+
+void Entity::formaAdopt(Entity& child, std::uint8_t member, bool surfaces) {
+  child.parent_ = this;
+  child.parentMember_ = member;
+  child.flags_ = static_cast<std::uint8_t>(child.flags_ & ~(deletedFlag | surfacesFlag));
+  if (surfaces) child.flags_ |= surfacesFlag;
+}
+
+void Entity::formaOrphan() {
+  parent_ = nullptr;
+  flags_ = static_cast<std::uint8_t>((flags_ & ~surfacesFlag) | deletedFlag);
+}
+
+void Entity::tell(const Change& change) const {
+  const Ptr<Entity const> self(this);
+  std::exception_ptr first;
+  if (flags_ & observedFlag) {
+    deliver(change, first);
+    quieten();
+  }
+  if (flags_ & surfacesFlag) {
+    const Ptr<Entity> parent(parent_);
+    try {
+      parent->formaType().member(parentMember_)->notifyChild(*parent, *this);
+    } catch (...) {
+      if (!first) first = std::current_exception();
+    }
+  }
+  if (first) std::rethrow_exception(first);
+}
+
+/// A throwing notifiee does not silence those after it; the first exception is kept for the
+/// mutator.
+void Entity::deliver(const Change& change, std::exception_ptr& first) const {
+  const Walk walk(*observers_);
+  const std::size_t present = walk.all.list.size();
+  for (std::size_t i = 0; i < present; ++i) {
+    NotifieeBase* const who = walk.all.list[i];
+    if (!who || who->hears_ <= change.depth) continue;
+    try {
+      if (who->depth_ != AnyNotifiee::anyDepth) [[likely]]
+        change.deliver(*who, change.key);
+      else static_cast<AnyNotifiee*>(who)->onChange(*formaType().member(change.member), change.key);
+    } catch (...) {
+      if (!first) first = std::current_exception();
+    }
+  }
+}
+
+/// The last reference went. Weak notifiees are unbound before the members go, so that none of them
+/// can reach, or hear of, an entity that is half destroyed.
+void Entity::destroy() const {
+  if (observers_) {
+    for (NotifieeBase* who : observers_->list)
+      if (who) who->notifier_ = nullptr;
+    observers_->list.clear();
+    quieten();
+  }
+  PtrInterface::destroy();
+}
+
+void Entity::add(NotifieeBase* who) const {
+  if (!observers_) observers_ = new Observers;
+  observers_->list.push_back(who);
+  flags_ |= observedFlag;
+}
+
+void Entity::remove(NotifieeBase* who) const {
+  auto& list = observers_->list;
+  const auto at = std::ranges::find(list, who);
+  if (at == list.end()) return;
+  if (observers_->walks != 0) *at = nullptr;
+  else list.erase(at);
+  quieten();
+}
+
+/// Back to the quiet path when the last observer has left.
+void Entity::quieten() const {
+  if (observers_->list.empty()) flags_ = static_cast<std::uint8_t>(flags_ & ~observedFlag);
+}
+
+NotifieeBase::~NotifieeBase() { bind(nullptr); }
+
+void NotifieeBase::bind(Ptr<Entity const> notifier) {
+  const Entity* const before = std::exchange(notifier_, notifier.get());
+  const bool wasWeak = weak_;
+  if (notifier_) {
+    if (listed()) notifier_->add(this);
+    if (!weak_) notifier_->newRef();
+  }
+  if (!before) return;
+  if (listed()) before->remove(this);
+  if (!wasWeak) before->deleteRef();
+}
+
+void NotifieeBase::isRegisteredNotifieeIs(bool registered) {
+  if (registered == registered_) return;
+  if (notifier_ && listed()) notifier_->remove(this);
+  registered_ = registered;
+  decide();
+  if (notifier_ && listed()) notifier_->add(this);
+}
+
+void NotifieeBase::hasNotificationActiveIs(bool active) {
+  active_ = active;
+  decide();
+}
+
+void NotifieeBase::isWeakReferenceIs(bool weak) {
+  if (weak == weak_) return;
+  const Entity* const notifier = notifier_;
+  const bool wasListed = listed();
+  weak_ = weak;
+  if (!notifier) return;
+  if (listed() && !wasListed) notifier->add(this);
+  if (!listed() && wasListed) notifier->remove(this);
+  if (weak) notifier->deleteRef();
+  else notifier->newRef();
+}
+
+void AnyNotifiee::notifierIs(Ptr<Entity const> notifier) { bind(std::move(notifier)); }
+
+}  // namespace Forma

@@ -1,0 +1,156 @@
+/// Declared types that the tests of the object runtime share.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "platform/forma/Dir.h"
+
+namespace FormaTest {
+
+FORMA_TEXT_FUNCTIONS
+
+/// Numbers below zero travel, too.
+enum Mode : std::int8_t { idle_ = 0, slow_ = 1, reverse_ = -1 };
+FORMA_ENUM(FormaTest, Mode, idle, slow, reverse)
+
+class Key {
+  FORMA_VALUE(FormaTest::Key, number, tag)
+  FORMA_FIELD(std::uint16_t, number, 1000)
+  FORMA_FIELD(Forma::String8, tag)
+ public:
+  Key() = default;
+  Key(std::uint16_t number, Forma::String8 tag = {}) : number_(number), tag_(std::move(tag)) {
+    check();
+  }
+  auto operator<=>(const Key&) const = default;
+  void check() const {
+    if (number_ > 1000) Forma::throwRangeException("Key::number > 1000 not allowed");
+  }
+};
+
+/// A range with some decoration; empty, against the rule for all others, until it is set.
+class Sample {
+  FORMA_VALUE(FormaTest::Sample, mode, gain, text, on, low, high, key)
+  FORMA_FIELD(Mode, mode)
+  FORMA_FIELD(double, gain)
+  FORMA_FIELD(Forma::String8, text)
+  FORMA_FIELD(bool, on)
+  FORMA_FIELD(std::int32_t, low, 1)
+  FORMA_FIELD(std::int32_t, high)
+  FORMA_FIELD(Key, key)
+ public:
+  void check() const {
+    if (low_ > high_) Forma::throwRangeException("Sample::low > Sample::high not allowed");
+  }
+};
+
+/// Hears of the birth and death of each entity below.
+inline std::function<void(const Forma::Entity*, bool born)> lifeHook;
+inline int living = 0;
+inline void tellLife(const Forma::Entity* who, bool born) {
+  living += born ? 1 : -1;
+  if (lifeHook) lifeHook(who, born);
+}
+
+class Item : public Forma::Entity {
+  FORMA_ENTITY(FormaTest::Item, Forma::Entity, level, via)
+  FORMA_KEY(Key, key)
+  FORMA_FIXED(std::uint8_t, weight)
+  FORMA_ARGUMENTS(key, weight)
+  FORMA_ATTRIBUTE(std::int32_t, level, onLevel)
+  FORMA_ORDERED_VALUES(std::uint32_t, std::int32_t, via, newVia, onVia)
+ public:
+  class NotifieeConst : public Forma::NotifieeOf<Item> {
+   public:
+    virtual void onLevel() {}
+    virtual void onVia(const std::uint32_t&) {}
+  };
+  using Notifiee = Forma::NotifieeMutable<Item, NotifieeConst>;
+  explicit Item(Key key, std::uint8_t weight = 1) : key_(std::move(key)), weight_(weight) {
+    tellLife(this, true);
+  }
+  ~Item() override { tellLife(this, false); }
+  Forma::Name name() const override { return Forma::valueToStrep(key_.number()); }
+};
+
+/// Walks itself while it dies.
+class Box : public Forma::NamedEntity {
+  FORMA_ENTITY(FormaTest::Box, Forma::NamedEntity, open)
+  FORMA_VALUES(std::uint32_t, std::int32_t, open, newOpen, onOpen)
+ public:
+  class NotifieeConst : public Forma::NotifieeOf<Box> {
+   public:
+    virtual void onOpen(const std::uint32_t&) {}
+  };
+  explicit Box(Forma::Name name) : NamedEntity(std::move(name)) { tellLife(this, true); }
+  ~Box() override {
+    openDelAll();
+    tellLife(this, false);
+  }
+};
+
+class Node : public Forma::NamedEntity {
+  FORMA_ENTITY(FormaTest::Node, Forma::NamedEntity, count, score, rank, link, item, extra)
+  FORMA_ATTRIBUTE(std::int32_t, count, onCount)
+  FORMA_VALUES(std::uint32_t, std::int32_t, score, newScore, onScore)
+  FORMA_ORDERED_VALUES(std::uint32_t, std::int32_t, rank, newRank, onRank)
+  FORMA_REFERENCES(std::uint32_t, Item const, link, onLink)
+  FORMA_SURFACING_CHILDREN(Key, Item, item, newItem, onItem)
+  FORMA_CHILD(Box, extra, newExtra, onExtra)
+ public:
+  class NotifieeConst : public Forma::NotifieeOf<Node> {
+   public:
+    virtual void onCount() {}
+    virtual void onScore(const std::uint32_t&) {}
+    virtual void onRank(const std::uint32_t&) {}
+    virtual void onLink(const std::uint32_t&) {}
+    virtual void onItem(const Key&) {}
+    virtual void onExtra() {}
+  };
+  using Notifiee = Forma::NotifieeMutable<Node, NotifieeConst>;
+  explicit Node(Forma::Name name) : NamedEntity(std::move(name)) { tellLife(this, true); }
+  ~Node() override { tellLife(this, false); }
+};
+
+/// A child without members, made from its key alone.
+class Port : public Forma::Entity {
+  FORMA_ENTITY(FormaTest::Port, Forma::Entity)
+  FORMA_KEY(std::uint32_t, number)
+ public:
+  explicit Port(std::uint32_t number) : number_(number) { tellLife(this, true); }
+  ~Port() override { tellLife(this, false); }
+  Forma::Name name() const override { return Forma::valueToStrep(number_); }
+};
+
+/// A Node with more members.
+class Sub : public Node {
+  FORMA_ENTITY(FormaTest::Sub, Node, speed, port)
+  FORMA_ATTRIBUTE(std::int32_t, speed, onSpeed)
+  FORMA_CHILDREN(std::uint32_t, Port, port, newPort, onPort)
+ public:
+  class NotifieeConst : public Forma::NotifieeOf<Sub, Node::NotifieeConst> {
+   public:
+    virtual void onSpeed() {}
+    virtual void onPort(const std::uint32_t&) {}
+  };
+  using Notifiee = Forma::NotifieeMutable<Sub, NotifieeConst>;
+  using Node::Node;
+};
+
+/// A directory.
+class Folder : public Forma::Dir {
+  FORMA_ENTITY(FormaTest::Folder, Forma::Dir)
+ public:
+  explicit Folder(Forma::Name name) : Dir(std::move(name)) { tellLife(this, true); }
+  ~Folder() override { tellLife(this, false); }
+};
+
+FORMA_FACTORY(folderFactory, Folder, Forma::Name)
+FORMA_FACTORY(nodeFactory, Node, Forma::Name)
+FORMA_FACTORY(subFactory, Sub, Forma::Name)
+FORMA_FACTORY(itemFactory, Item, Key, std::uint8_t)
+
+void registerTypes(Forma::TypeRegistry& registry);
+
+}  // namespace FormaTest
