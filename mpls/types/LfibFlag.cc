@@ -1,0 +1,7 @@
+#include "mpls/types/LfibFlag.h"
+
+namespace Mpls {
+
+FORMA_DEFINE_VALUE(LfibFlag)
+
+}  // namespace Mpls

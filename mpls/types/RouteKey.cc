@@ -1,0 +1,8 @@
+#include "mpls/types/RouteKey.h"
+
+namespace Mpls {
+
+FORMA_DEFINE_VALUE(RouteMetric)
+FORMA_DEFINE_VALUE(RouteKey)
+
+}  // namespace Mpls
