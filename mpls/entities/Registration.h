@@ -1,0 +1,11 @@
+/// Makes the entity types of this folder known by name.
+#pragma once
+
+#include "platform/forma/TypeRegistry.h"
+
+namespace Mpls {
+
+/// Registers the configuration entities, and the types that they hold.
+MPLS_EXPORT void registerEntityTypes(Forma::TypeRegistry& registry);
+
+}  // namespace Mpls

@@ -1,0 +1,11 @@
+/// Makes the entity types of this folder known by name.
+#pragma once
+
+#include "platform/forma/TypeRegistry.h"
+
+namespace Mpls {
+
+/// Registers the label binding tables, and the value types that they hold.
+MPLS_EXPORT void registerTableTypes(Forma::TypeRegistry& registry);
+
+}  // namespace Mpls
