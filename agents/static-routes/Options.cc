@@ -1,0 +1,91 @@
+#include "agents/static-routes/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <set>
+
+namespace StaticRoutes {
+
+namespace {
+
+constexpr const char* description =
+    "Loads static MPLS routes from files, one source each, merges them and prints the effective "
+    "table.\nA label that several sources claim is withheld and listed as a conflict.\n"
+    "Files hold FRR `mpls lsp` lines, `ip -f mpls route` commands or SONiC LABEL_ROUTE_TABLE JSON; "
+    "which\nof them is seen by their content.";
+
+constexpr const char* footer =
+    "Exit codes: 0 all right; 1 some routes were refused, the others are loaded; 2 wrong usage, or "
+    "a\nfile that cannot be read at start. With --watch, 1 when a file's last load had errors.";
+
+InputOption inputFrom(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string::npos)
+    throw CLI::ValidationError("--input", "expected NAME=FILE, found \"" + text + "\"");
+  InputOption input{text.substr(0, equals), text.substr(equals + 1)};
+  const std::string& name = input.name;
+  if (name.empty() || name.find('/') != std::string::npos || name == staticName)
+    throw CLI::ValidationError("--input", "expected a NAME that is not empty, is not \"" +
+                                              staticName + "\" and holds no \"/\", found \"" +
+                                              name + "\"");
+  if (input.file.empty())
+    throw CLI::ValidationError("--input", "expected a FILE behind \"" + name + "=\"");
+  return input;
+}
+
+std::vector<InputOption> inputsFrom(const std::vector<std::string>& texts) {
+  std::vector<InputOption> inputs;
+  std::set<std::string> names;
+  for (const std::string& text : texts) {
+    inputs.push_back(inputFrom(text));
+    if (!names.insert(inputs.back().name).second)
+      throw CLI::ValidationError(
+          "--input", "expected each NAME once, found \"" + inputs.back().name + "\" twice");
+  }
+  return inputs;
+}
+
+void describe(CLI::App& app, Options& options, std::vector<std::string>& inputs) {
+  app.footer(footer);
+  app.set_version_flag("--version", "static-routes 0.1.0");
+  app.add_option("--static", options.staticFile, "File of the source \"static\"")
+      ->type_name("FILE")
+      ->check([](const std::string& file) {
+        return file.empty() ? std::string("expected a FILE") : std::string();
+      });
+  app.add_option("--input", inputs, "File of a dynamic source; may be given again")
+      ->type_name("NAME=FILE")
+      ->allow_extra_args(false);
+  app.add_option("--metric", options.metric, "Metric of all routes")
+      ->type_name("0-255")
+      ->check(CLI::Range(0, 255))
+      ->capture_default_str();
+  app.add_flag("--watch", options.watch, "Follow the files and print what changes, until a signal");
+  app.add_flag("--json", options.json, "Print JSON; with --watch one object a line");
+  app.add_option("--trace", options.trace, "Trace levels, such as RouteConfigMergeSm/8,*/1")
+      ->type_name("SETTING")
+      ->envname("MPLS_TRACE");
+  app.add_option("--ring-trace", options.ringFile, "Keep the ring trace in this file")
+      ->type_name("FILE");
+}
+
+}  // namespace
+
+std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
+  CLI::App app(description, "static-routes");
+  Options options;
+  std::vector<std::string> inputs;
+  describe(app, options, inputs);
+  try {
+    app.parse(argc, argv);
+    options.inputs = inputsFrom(inputs);
+    if (options.staticFile.empty() && options.inputs.empty())
+      throw CLI::ValidationError("static-routes", "expected --static or --input");
+  } catch (const CLI::ParseError& problem) {
+    exitCode = app.exit(problem) == 0 ? exitGood : exitUsage;
+    return std::nullopt;
+  }
+  return options;
+}
+
+}  // namespace StaticRoutes

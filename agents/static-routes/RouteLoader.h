@@ -1,0 +1,30 @@
+/// Puts the routes of a file into the input that publishes them.
+///
+/// Thread    that of the input.
+/// Restart   none: what the input holds is the only state.
+/// Cost      a walk over the input and a lookup for each route; a route that stays as it is costs
+///           no notification.
+#pragma once
+
+#include <cstddef>
+
+#include "agents/static-routes/RouteFile.h"
+#include "mpls/entities/RouteConfig.h"
+
+namespace StaticRoutes {
+
+/// How many routes came, changed their vias and went.
+struct RouteDifference {
+  std::size_t added = 0;
+  std::size_t changed = 0;
+  std::size_t removed = 0;
+  bool operator==(const RouteDifference&) const = default;
+};
+
+/// Makes the routes of `input` those given, touching only what differs. A changed route gets its
+/// new vias before it loses old ones: it is never without any. New routes are marked `dynamic`
+/// as told.
+RouteDifference routesAre(Mpls::RouteConfigInput& input,
+                          const std::map<Mpls::RouteKey, Vias>& routes, bool dynamic);
+
+}  // namespace StaticRoutes
