@@ -13,7 +13,7 @@ Claimants sourcesOf(const Mpls::RouteConfigMergeSm& sm, const Mpls::RouteKey& ke
   Claimants names;
   const auto* const set = sm.sourceSet(key);
   if (set == nullptr) return names;
-  set->source().forEach([&](const Forma::Name& name, bool) { names.emplace_back(name.view()); });
+  set->forEachSource([&](const Forma::Name& name) { names.emplace_back(name.view()); });
   std::ranges::sort(names);
   return names;
 }

@@ -26,7 +26,7 @@ class MPLS_EXPORT RouteConfigInput : public Forma::NamedEntity {
 /// The effective routes of the switch: each is the route of the one source that states its key.
 class MPLS_EXPORT RouteConfig : public Forma::NamedEntity {
   FORMA_ENTITY(Mpls::RouteConfig, Forma::NamedEntity, route, ready)
-  FORMA_REFERENCES(RouteKey, Route const, route, onRoute)
+  FORMA_REFERENCES(RouteKey, Route const, route, newRoute, onRoute)
   /// Set once every source that was there at start has been merged; never reset.
   FORMA_ATTRIBUTE(bool, ready, onReady)
 

@@ -1,7 +1,5 @@
 #include "mpls/routeconfig/RouteConfigMergeSm.h"
 
-#include <exception>
-
 #include "mpls/routeconfig/RouteConfigMounter.h"
 #include "platform/forma/Assert.h"
 #include "platform/forma/Trace.h"
@@ -12,6 +10,16 @@ namespace Mpls {
 namespace {
 
 Forma::TraceHandle trace("RouteConfigMergeSm");
+
+/// A reader that throws must not stop a pass: its exception is raised when the pass is over.
+template <class Step>
+void keepFirst(std::exception_ptr& first, Step step) {
+  try {
+    step();
+  } catch (...) {
+    if (!first) first = std::current_exception();
+  }
+}
 
 }  // namespace
 
@@ -102,9 +110,12 @@ void RouteConfigMergeSm::configIs(const Forma::Name& name,
     reactor->notifierIs(config);
     config_.put(name, std::move(reactor));
   }
+  std::exception_ptr first;
+  if (before && before != config)
+    for (const auto& one : before->routeIteratorConst())
+      keepFirst(first, [&] { handleConfigEntry(name, one.key); });
   handleConfigSource(name);
-  if (!before || before == config) return;
-  for (const auto& one : before->routeIteratorConst()) handleConfigEntry(name, one.key);
+  if (first) std::rethrow_exception(first);
 }
 
 void RouteConfigMergeSm::dynamicConfigIs(const Forma::Name& name,
@@ -120,45 +131,49 @@ void RouteConfigMergeSm::handleConfigSource(const Forma::Name& name) {
     RingTrace::record("missing expected config from ", name.view());
     FORMA_ASSERT_TEXT(false, "config( source )", "");
   }
-  std::exception_ptr first;  // a reader that throws must not stop the pass
-  for (const auto& one : input->routeIteratorConst()) {
-    try {
-      handleConfigEntry(name, one.key);
-    } catch (...) {
-      if (!first) first = std::current_exception();
-    }
-  }
+  sourceSet_.reserve(sourceSet_.size() + input->routes());
+  routeConfig_->routeReserve(routeConfig_->routes() + input->routes());
+  std::exception_ptr first;
+  for (const auto& one : input->routeIteratorConst())
+    keepFirst(first, [&] { handleConfigEntry(name, one.key, one.value.get()); });
   if (first) std::rethrow_exception(first);
 }
 
 void RouteConfigMergeSm::handleConfigEntry(const Forma::Name& name, const RouteKey& key) {
   if (!initialized_) return;
-  FORMA_TRACE(trace, 8, "handleConfigEntry", " for ", name, ", key ", key);
   const ConfigReactor* const routeConfig = reactor(name);
   if (!routeConfig) {
     RingTrace::record("missing expected config from ", name.view());
     FORMA_ASSERT_TEXT(false, "routeConfig", "");
   }
-  if (routeConfig->notifier()->routeFind(key)) addSource(key, name);
-  else removeSource(key, name);
-  setOutputForEntry(key);
+  handleConfigEntry(name, key, routeConfig->notifier()->routeFind(key));
 }
 
-void RouteConfigMergeSm::addSource(const RouteKey& key, const Forma::Name& name) {
-  sourceSet_.insert(key, SourceSet(key)).first->sourceIs(name, true);
+void RouteConfigMergeSm::handleConfigEntry(const Forma::Name& name, const RouteKey& key,
+                                           const Route* route) {
+  FORMA_TRACE(trace, 8, "handleConfigEntry", " for ", name, ", key ", key);
+  const SourceSet* const sources = route ? addSource(key, name) : removeSource(key, name);
+  setOutputForEntry(key, sources, name, route);
 }
 
-void RouteConfigMergeSm::removeSource(const RouteKey& key, const Forma::Name& name) {
-  SourceSet* const found = sourceSet_.find(key);
-  if (!found) return;
-  found->sourceDel(name);
-  if (found->sources() == 0) sourceSet_.erase(key);
+const SourceSet* RouteConfigMergeSm::addSource(const RouteKey& key, const Forma::Name& name) {
+  SourceSet* const sources = sourceSet_.insert(key, SourceSet(key)).first;
+  sources->sourceIs(name);
+  return sources;
 }
 
-void RouteConfigMergeSm::setOutputForEntry(const RouteKey& key) {
-  if (!initialized_) return;
+const SourceSet* RouteConfigMergeSm::removeSource(const RouteKey& key, const Forma::Name& name) {
+  SourceSet* const sources = sourceSet_.find(key);
+  if (!sources) return nullptr;
+  sources->sourceDel(name);
+  if (sources->sources() != 0) return sources;
+  sourceSet_.erase(key);
+  return nullptr;
+}
+
+void RouteConfigMergeSm::setOutputForEntry(const RouteKey& key, const SourceSet* sources,
+                                           const Forma::Name& name, const Route* route) {
   FORMA_TRACE(trace, 8, "setOutputForEntry", " for key ", key);
-  const SourceSet* const sources = sourceSet_.find(key);
   const std::size_t count = sources ? sources->sources() : 0;
   if (count != 1) {
     routeConfig_->routeDel(key);
@@ -167,8 +182,7 @@ void RouteConfigMergeSm::setOutputForEntry(const RouteKey& key) {
     return;
   }
   const Forma::Name source = sources->anySource();
-  const ConfigReactor* const input = reactor(source);
-  const Forma::Ptr<Route const> activeEntry(input ? input->notifier()->routeFind(key) : nullptr);
+  const Forma::Ptr<Route const> activeEntry(source == name ? route : routeOf(source, key));
   if (!activeEntry) {
     RingTrace::record("missing expected key ", key.topLabel().value(), "/", key.metric().value(),
                       " from ", source.view());
@@ -177,6 +191,11 @@ void RouteConfigMergeSm::setOutputForEntry(const RouteKey& key) {
   routeConfig_->routeIs(activeEntry);
   FORMA_TRACE(trace, 1, "setOutputForEntry", " add merged config entry for ", key, " from source ",
               source);
+}
+
+const Route* RouteConfigMergeSm::routeOf(const Forma::Name& source, const RouteKey& key) const {
+  const ConfigReactor* const input = reactor(source);
+  return input ? input->notifier()->routeFind(key) : nullptr;
 }
 
 }  // namespace Mpls

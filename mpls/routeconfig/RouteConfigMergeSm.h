@@ -12,9 +12,11 @@
 /// Cost      one route change costs the same whatever the number of routes: a few hash lookups.
 #pragma once
 
+#include <exception>
 #include <memory>
 
 #include "mpls/entities/RouteConfig.h"
+#include "mpls/routeconfig/SourceSet.h"
 #include "platform/centrum/EntityManager.h"
 #include "platform/forma/Dir.h"
 #include "platform/forma/HashMap.h"
@@ -23,27 +25,7 @@ namespace Mpls {
 
 class MPLS_EXPORT RouteConfigMergeSm : public Forma::PtrInterface {
  public:
-  /// The sources that configure one key. There is one for each key with at least one source.
-  class SourceSet {
-   public:
-    SourceSet() = default;
-    explicit SourceSet(RouteKey key) : key_(key) {}
-    const RouteKey& key() const { return key_; }
-    /// The names of the sources.
-    const Forma::HashMap<Forma::Name, bool>& source() const { return source_; }
-    std::size_t sources() const { return source_.size(); }
-    /// One of the sources; the only one where there is one.
-    Forma::Name anySource() const {
-      for (const auto& one : source_) return one.key;
-      return {};
-    }
-    void sourceIs(const Forma::Name& name, bool v) { source_.put(name, v); }
-    void sourceDel(const Forma::Name& name) { source_.erase(name); }
-
-   private:
-    RouteKey key_;
-    Forma::HashMap<Forma::Name, bool> source_;
-  };
+  using SourceSet = Mpls::SourceSet;
 
   ~RouteConfigMergeSm() override;
 
@@ -102,10 +84,16 @@ class MPLS_EXPORT RouteConfigMergeSm : public Forma::PtrInterface {
   void handlePendingMount();
   void handleConfigSource(const Forma::Name& name);
   void handleConfigEntry(const Forma::Name& name, const RouteKey& key);
-  void setOutputForEntry(const RouteKey& key);
-  void addSource(const RouteKey& key, const Forma::Name& name);
-  void removeSource(const RouteKey& key, const Forma::Name& name);
+  /// `route` is what the source `name` has at `key`; null for nothing.
+  void handleConfigEntry(const Forma::Name& name, const RouteKey& key, const Route* route);
+  /// The one place that writes routes of the output. `sources` are those of `key`.
+  void setOutputForEntry(const RouteKey& key, const SourceSet* sources, const Forma::Name& name,
+                         const Route* route);
+  /// Both give the sources of `key` after the change; null for none.
+  const SourceSet* addSource(const RouteKey& key, const Forma::Name& name);
+  const SourceSet* removeSource(const RouteKey& key, const Forma::Name& name);
   const ConfigReactor* reactor(const Forma::Name& name) const;
+  const Route* routeOf(const Forma::Name& source, const RouteKey& key) const;
 
   Forma::Ptr<RouteConfig> routeConfig_;
   Forma::Ptr<Forma::Dir const> configDir_;

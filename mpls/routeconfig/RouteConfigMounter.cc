@@ -28,7 +28,12 @@ void RouteConfigMounter::doMountsComplete(Centrum::MountStatus status,
     RingTrace::record("internal error for ", name_.view());
     FORMA_ASSERT_TEXT(false, "routeConfig", "");
   }
-  sm_->dynamicConfigIs(name_, routeConfig);
+  try {
+    sm_->dynamicConfigIs(name_, routeConfig);
+  } catch (...) {  // from a reader of the merged configuration, when the merge was done
+    sm_->pendingMountDel(name_);
+    throw;
+  }
   sm_->pendingMountDel(name_);
 }
 

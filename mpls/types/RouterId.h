@@ -17,9 +17,8 @@ namespace Mpls {
 /// Text      by protocol: `isis` a system ID, 0102.0304.0506; `ldp` an LDP identifier, 10.0.0.1:0;
 ///           others the address alone, 10.0.0.1. The text decides the protocol when it is read, an
 ///           address alone giving `mplste`: protocol and label space of the others are not in it.
-/// Errors    RangeException "Invalid Mpls::RouterId" for text of no such form; one that has the
-/// form
-///           of an address or an LDP identifier raises what their parsers raise.
+/// Errors    RangeException "Invalid Mpls::RouterId" for text of no such form; one that looks like
+///           an address or an LDP identifier raises what their parsers raise.
 class RouterId {
   FORMA_VALUE(Mpls::RouterId, protocol, rtrId, lblSpace)
   FORMA_STRING_VALUE("Invalid Mpls::RouterId")

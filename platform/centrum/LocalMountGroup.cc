@@ -48,7 +48,7 @@ void LocalMountGroup::check() {
 }
 
 /// Creates what a writable mount asks for.
-MountStatus LocalMountGroup::statusOf(const Mount& mount) const {
+MountStatus LocalMountGroup::statusOf(const Mount& mount) {
   const Forma::EntityType* type = manager_->registry_.findEntity(mount.typeName);
   if (!type) return mountRefused_;
   Forma::Ptr<Forma::Entity> at = manager_->root_;
@@ -63,6 +63,9 @@ MountStatus LocalMountGroup::statusOf(const Mount& mount) const {
       at = manager_->newEntity(mount.path, mount.typeName);
     } catch (const Forma::NameException&) {
       return mountWrongType_;
+    } catch (...) {  // an observer threw; what was made stays, and the next check makes the rest
+      postCheck();
+      throw;
     }
     break;
   }
@@ -86,6 +89,7 @@ void LocalMountGroup::watch(const Mount& mount) {
 void LocalMountGroup::complete(MountStatus status) {
   const Forma::Ptr<LocalMountGroup> self(this);
   const Forma::Ptr<MountCallback> callback = callback_;
+  if (!callback) return;  // cancelled by an observer of what was made
   cancel();
   std::erase(manager_->pending_, self);
   callback->doMountsComplete(status, manager_);

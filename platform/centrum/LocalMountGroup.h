@@ -36,7 +36,7 @@ class LocalMountGroup : public MountGroup {
 
   void postCheck();
   void check();
-  MountStatus statusOf(const Mount& mount) const;
+  MountStatus statusOf(const Mount& mount);
   void watch(const Mount& mount);
   void complete(MountStatus status);
 

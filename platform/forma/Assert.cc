@@ -55,6 +55,7 @@ void assertionAborts(std::string_view file, int line, std::string_view function,
     if (written <= 0) break;
     rest.remove_prefix(static_cast<std::size_t>(written));
   }
+  RingTrace::record("assertion failed(", condition, "):", message);
   RingTrace::printOnAbort();
   std::abort();
 }

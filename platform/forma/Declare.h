@@ -123,6 +123,8 @@
 #define FORMA_COLLECTION(Key, Yielded, name, callback)                            \
  public:                                                                          \
   std::size_t name##s() const { return name##_.map.size(); }                      \
+  /** Makes room for that many elements in all; for bulk loads. */                \
+  void name##Reserve(std::size_t count) { name##_.map.reserve(count); }           \
   auto name##IteratorConst() const {                                              \
     return ::Forma::WalkRange<decltype(name##_.map), Yielded>(this, name##_.map); \
   }                                                                               \
@@ -167,26 +169,33 @@
   FORMA_VALUES_IN(OrderedMap, Key, Value, name, newName, callback)
 
 /// Entities owned elsewhere, each under its own key (`Element::formaKey()`) or under one that the
-/// caller gives. Storing one always notifies, even the same again. Null is refused.
-#define FORMA_REFERENCES(Key, ElementType, name, callback)                         \
- private:                                                                          \
-  ::Forma::References<Key, ElementType> name##_;                                   \
-                                                                                   \
- public:                                                                           \
-  ::Forma::Ptr<ElementType> name(const Key& key) const { return name##Find(key); } \
-  ElementType* name##Find(const Key& key) const { return name##_.find(key); }      \
-  void name##Is(Key key, ::Forma::Ptr<ElementType> element) {                      \
-    if (!element) ::Forma::throwNullParameter(formaTypeName, #name);               \
-    name##_.map.put(key, std::move(element));                                      \
-    FORMA_NOTIFY(name, callback)(key);                                             \
-  }                                                                                \
-  template <class FormaElement = ElementType>                                      \
-  requires ::Forma::KeyedBy<FormaElement, Key>                                     \
-  void name##Is(::Forma::Ptr<ElementType> element) {                               \
-    if (!element) ::Forma::throwNullParameter(formaTypeName, #name);               \
-    Key key = ::Forma::keyOf<Key>(*element);                                       \
-    name##Is(std::move(key), std::move(element));                                  \
-  }                                                                                \
+/// caller gives. Storing one, by nameIs or newName, always notifies, even the same again. Null is
+/// refused.
+#define FORMA_REFERENCES(Key, ElementType, name, newName, callback)                               \
+ private:                                                                                         \
+  ::Forma::References<Key, ElementType> name##_;                                                  \
+                                                                                                  \
+ public:                                                                                          \
+  ::Forma::Ptr<ElementType> name(const Key& key) const { return name##Find(key); }                \
+  ElementType* name##Find(const Key& key) const { return name##_.find(key); }                     \
+  void name##Is(Key key, ::Forma::Ptr<ElementType> element) {                                     \
+    if (!element) ::Forma::throwNullParameter(formaTypeName, #name);                              \
+    name##_.map.put(key, std::move(element));                                                     \
+    FORMA_NOTIFY(name, callback)(key);                                                            \
+  }                                                                                               \
+  template <class FormaElement = ElementType>                                                     \
+  requires ::Forma::KeyedBy<FormaElement, Key>                                                    \
+  void name##Is(::Forma::Ptr<ElementType> element) {                                              \
+    if (!element) ::Forma::throwNullParameter(formaTypeName, #name);                              \
+    Key key = ::Forma::keyOf<Key>(*element);                                                      \
+    name##Is(std::move(key), std::move(element));                                                 \
+  }                                                                                               \
+  void newName(Key key, ::Forma::Ptr<ElementType> element) {                                      \
+    name##Is(std::move(key), std::move(element));                                                 \
+  }                                                                                               \
+  template <class FormaElement = ElementType>                                                     \
+  requires ::Forma::KeyedBy<FormaElement, Key>                                                    \
+  void newName(::Forma::Ptr<ElementType> element) { name##Is<FormaElement>(std::move(element)); } \
   FORMA_COLLECTION(Key, ::Forma::Ptr<ElementType>, name, callback)
 
 #define FORMA_CHILDREN_THAT(surfaces, Key, ElementType, name, newName, callback)               \

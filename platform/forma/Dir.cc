@@ -8,6 +8,9 @@ Dir::~Dir() = default;
 
 void Dir::entryIs(Ptr<Entity> child) {
   if (!child) throwNullParameter(formaTypeName, "entry");
+  for (const Entity* above = this; above; above = above->parent())
+    if (above == child.get())
+      throwRangeException("Dir::entry that holds the directory not allowed");
   if (child->parent() && child->parent() != this) child->deletedIs(true);
   const Name name = child->name();
   Ptr<Entity> before = entry(name);

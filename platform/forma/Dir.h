@@ -27,7 +27,8 @@ class MPLS_EXPORT Dir : public NamedEntity {
   /// The entry called `name`; null when there is none.
   Ptr<Entity> entry(const Name& name) const { return entry_.find(name); }
   /// Files `child` under its own name, in place of any entry of that name. What another entity owns
-  /// is removed there first. Null is refused.
+  /// is removed there first. Null is refused (NullException), and so is a directory in which this
+  /// one lies (RangeException).
   void entryIs(Ptr<Entity> child);
   /// Gets or creates the entry `name`. Raises NameException when the type is not registered or
   /// cannot be made from a name alone, or when the entry is there and of another type.

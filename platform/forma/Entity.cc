@@ -9,21 +9,18 @@
 
 namespace Forma {
 
-struct Entity::Observers {
-  std::vector<NotifieeBase*> list;  // a null is the hole that one left during a walk
-  std::uint32_t walks = 0;
-};
+namespace {
 
-/// A delivery under way: the outermost one closes the holes, also when a callback throws.
-struct Entity::Walk {
-  explicit Walk(Observers& observers) : all(observers) { ++all.walks; }
-  Walk(const Walk&) = delete;
-  Walk& operator=(const Walk&) = delete;
-  ~Walk() {
-    if (--all.walks == 0) std::erase(all.list, nullptr);
-  }
-  Observers& all;
-};
+/// Stands where a notifiee left during a delivery. It hears nothing: deliveries need not ask.
+NotifieeBase* hole() {
+  struct Deaf : NotifieeBase {
+    Deaf() { hasNotificationActiveIs(false); }
+  };
+  static Deaf* const deaf = new Deaf;  // never destroyed: entities may outlive statics
+  return deaf;
+}
+
+}  // namespace
 
 Entity::~Entity() { delete observers_; }
 NamedEntity::~NamedEntity() = default;
@@ -68,48 +65,51 @@ void Entity::formaOrphan() {
   flags_ = static_cast<std::uint8_t>((flags_ & ~surfacesFlag) | deletedFlag);
 }
 
-void Entity::tell(const Change& change) const {
+void Entity::keepFirst(std::exception_ptr& first) {
+  if (!first) first = std::current_exception();
+}
+
+void Entity::Delivery::tellAny(NotifieeBase& any, std::uint8_t member, const void* key) const {
+  static_cast<AnyNotifiee&>(any).onChange(*who.formaType().member(member), key);
+}
+
+/// A change that a delivery alone does not keep the entity for: it is one of the parent's, too, or
+/// another thread may drop the last reference.
+void Entity::tellPinned(const Change& change) const {
   const Ptr<Entity const> self(this);
   std::exception_ptr first;
   if (flags_ & observedFlag) {
-    deliver(change, first);
-    quieten();
+    Delivery to(*this);
+    change.deliver(change.how, to, first);
   }
   if (flags_ & surfacesFlag) {
     const Ptr<Entity> parent(parent_);
     try {
       parent->formaType().member(parentMember_)->notifyChild(*parent, *this);
     } catch (...) {
-      if (!first) first = std::current_exception();
+      keepFirst(first);
     }
   }
   if (first) std::rethrow_exception(first);
 }
 
-/// A throwing notifiee does not silence those after it; the first exception is kept for the
-/// mutator.
-void Entity::deliver(const Change& change, std::exception_ptr& first) const {
-  const Walk walk(*observers_);
-  const std::size_t present = walk.all.list.size();
-  for (std::size_t i = 0; i < present; ++i) {
-    NotifieeBase* const who = walk.all.list[i];
-    if (!who || who->hears_ <= change.depth) continue;
-    try {
-      if (who->depth_ != AnyNotifiee::anyDepth) [[likely]]
-        change.deliver(*who, change.key);
-      else static_cast<AnyNotifiee*>(who)->onChange(*formaType().member(change.member), change.key);
-    } catch (...) {
-      if (!first) first = std::current_exception();
-    }
-  }
+/// The outermost delivery has ended: closes the holes, and destroys the entity if it was to go.
+void Entity::settle() const {
+  observers_->unsettled = false;
+  std::erase(observers_->list, hole());
+  quieten();
+  if (references() == 0) destroy();
 }
 
 /// The last reference went. Weak notifiees are unbound before the members go, so that none of them
 /// can reach, or hear of, an entity that is half destroyed.
 void Entity::destroy() const {
   if (observers_) {
-    for (NotifieeBase* who : observers_->list)
-      if (who) who->notifier_ = nullptr;
+    if (observers_->current) {
+      observers_->unsettled = true;
+      return;
+    }
+    for (NotifieeBase* who : observers_->list) who->notifier_ = nullptr;
     observers_->list.clear();
     quieten();
   }
@@ -126,8 +126,12 @@ void Entity::remove(NotifieeBase* who) const {
   auto& list = observers_->list;
   const auto at = std::ranges::find(list, who);
   if (at == list.end()) return;
-  if (observers_->walks != 0) *at = nullptr;
-  else list.erase(at);
+  if (observers_->current) {
+    *at = hole();
+    observers_->unsettled = true;
+    return;
+  }
+  list.erase(at);
   quieten();
 }
 

@@ -13,6 +13,7 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "platform/Export.h"
 #include "platform/forma/Notifiee.h"
@@ -57,56 +58,120 @@ class MPLS_EXPORT Entity : public PtrInterface {
   void formaOrphan();
 
  protected:
-  using Deliver = void (*)(NotifieeBase&, const void* key);
-  struct Change {
-    std::uint8_t member;  ///< index among all members of the type, those of its bases included
-    std::uint8_t depth;   ///< of the type that declares the member
-    const void* key;
-    Deliver deliver;
-  };
-
   Entity() = default;
 
-  /// Announces a change of the attribute or single child `member`.
-  template <auto Callback, class N, std::uint8_t member, std::uint8_t depth>
-  void notify() const {
+  /// Announces a change of `member` (an index among all members of the type, those of its bases
+  /// included), which is declared at `depth`: of one key, or of the member as a whole.
+  template <auto Callback, class N, std::uint8_t member, std::uint8_t depth, class... Key>
+  void notify(const Key&... key) const {
     if (flags_ & toldFlags) [[unlikely]]
-      tell({member, depth, nullptr,
-            [](NotifieeBase& who, const void*) { (static_cast<N&>(who).*Callback)(); }});
-  }
-  /// Announces a change of one key of the collection `member`.
-  template <auto Callback, class N, std::uint8_t member, std::uint8_t depth, class Key>
-  void notify(const Key& key) const {
-    if (flags_ & toldFlags) [[unlikely]]
-      tell({member, depth, &key, [](NotifieeBase& who, const void* k) {
-              (static_cast<N&>(who).*Callback)(*static_cast<const Key*>(k));
-            }});
+      tell<Callback, N, member, depth>(key...);
   }
 
  private:
   friend class NotifieeBase;
-  struct Observers;
-  struct Walk;
+  struct Delivery;
+  struct Observers {
+    std::vector<NotifieeBase*> list;  // `hole` where one left during a delivery
+    Delivery* current = nullptr;      // the innermost one under way
+    bool unsettled = false;           // there are holes, or the last reference went meanwhile
+  };
 
   static constexpr std::uint8_t observedFlag = 1;  // somebody is in the list of observers
   static constexpr std::uint8_t surfacesFlag = 2;  // a content change is a change of the parent's
   static constexpr std::uint8_t loggedFlag = 4;    // changes are recorded for other processes
   static constexpr std::uint8_t toldFlags = observedFlag | surfacesFlag | loggedFlag;
   static constexpr std::uint8_t deletedFlag = 8;
-  static constexpr std::uint8_t noMember = 255;  // has a parent, stands in none of its members
+  static constexpr std::uint8_t pinnedFlag = 16;  // another thread may drop the last reference
+  static constexpr std::uint8_t noMember = 255;   // has a parent, stands in none of its members
 
-  void tell(const Change& change) const;
+  /// A change on its way: what changed, and how those who observe the entity are told.
+  struct Change {
+    std::uint8_t member;
+    const void* key;  ///< null when the member has none
+    void (*deliver)(const void* how, Delivery& to, std::exception_ptr& first);
+    const void* how;
+  };
+
+  /// The one place that every change of a watched entity passes, compiled for each callback.
+  template <auto Callback, class N, std::uint8_t member, std::uint8_t depth, class... Key>
+  [[gnu::noinline]] void tell(const Key&... key) const;
+  void tellPinned(const Change& change) const;
+  static void keepFirst(std::exception_ptr& first);
+  void settle() const;
   void quieten() const;
-  void deliver(const Change& change, std::exception_ptr& first) const;
   void destroy() const override;
   void add(NotifieeBase* who) const;
   void remove(NotifieeBase* who) const;
 
-  mutable std::uint8_t flags_ = 0;
+  mutable std::uint8_t flags_ = threadSafe() ? pinnedFlag : 0;
   std::uint8_t parentMember_ = noMember;  // which member of the parent this entity stands in
   mutable Observers* observers_ = nullptr;
   Entity* parent_ = nullptr;
 };
+
+/// A delivery under way. While there is one its thread does not destroy the entity: that costs less
+/// than a reference. The outermost one does what had to wait, also when a callback throws.
+struct Entity::Delivery {
+  explicit Delivery(const Entity& entity)
+      : who(entity),
+        all(*entity.observers_),
+        outer(std::exchange(all.current, this)),
+        present(all.list.size()) {}
+  Delivery(const Delivery&) = delete;
+  Delivery& operator=(const Delivery&) = delete;
+  ~Delivery() {
+    all.current = outer;
+    if (all.unsettled && outer == nullptr) [[unlikely]]
+      who.settle();
+  }
+  /// Calls those who hear members declared at `depth`. One that throws does not silence those
+  /// after it; the first exception is kept for the mutator.
+  template <std::uint8_t depth, class Call>
+  void run(std::uint8_t member, const void* key, Call call, std::exception_ptr& first) {
+    for (std::size_t i = 0; i < present; ++i) {
+      NotifieeBase* const one = all.list[i];
+      try {
+        // One comparison for both: those who hear the depth, and are not to be called otherwise.
+        if (one->hears_ - (depth + 1U) < NotifieeBase::hearsAny - (depth + 1U)) [[likely]]
+          call(*one);
+        else if (one->hears_ == NotifieeBase::hearsAny) tellAny(*one, member, key);
+      } catch (...) {
+        keepFirst(first);
+      }
+    }
+  }
+  MPLS_EXPORT void tellAny(NotifieeBase& any, std::uint8_t member, const void* key) const;
+
+  const Entity& who;
+  Observers& all;
+  Delivery* const outer;
+  const std::size_t present;  // who joins later hears the next change
+};
+
+template <auto Callback, class N, std::uint8_t member, std::uint8_t depth, class... Key>
+void Entity::tell(const Key&... key) const {
+  static_assert(sizeof...(Key) <= 1);
+  const void* keyAt = nullptr;
+  ((keyAt = &key), ...);
+  const auto deliver = [&](Delivery& to, std::exception_ptr& first) {
+    to.run<depth>(
+        member, keyAt, [&](NotifieeBase& one) { (static_cast<N&>(one).*Callback)(key...); }, first);
+  };
+  if ((flags_ & (toldFlags | pinnedFlag)) != observedFlag) [[unlikely]] {
+    const auto how = [](const void* d, Delivery& to, std::exception_ptr& first) {
+      (*static_cast<const decltype(deliver)*>(d))(to, first);
+    };
+    return tellPinned({member, keyAt, how, &deliver});
+  }
+  std::exception_ptr first;
+  {
+    Delivery to(*this);
+    deliver(to, first);
+  }
+  if (first) [[unlikely]]
+    std::rethrow_exception(first);
+}
 
 /// An entity that is called by a name given at construction.
 class MPLS_EXPORT NamedEntity : public Entity {

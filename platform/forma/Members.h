@@ -127,7 +127,7 @@ class WalkRange {
   };
   class Iterator {
    public:
-    explicit Iterator(const Map& map) : at_(map) {}
+    explicit Iterator(const Map& map) : at_(map) { at_.done(); }
     Entry operator*() const {
       if constexpr (requires { at_.value().get(); }) {
         using Pointee = typename Element::element_type;
@@ -159,7 +159,7 @@ class WalkRange {
 
 /// Raises RangeException: the entity is there, made with another constructor argument.
 [[noreturn]] MPLS_EXPORT void throwReinstantiating(const Entity& entity, std::string_view argument,
-                                                   std::string_view value);
+                                                   std::string_view asked, std::string_view made);
 
 /// Refuses to hand out `there` for constructor arguments that it was not made with.
 template <class E, class... Args>
@@ -167,7 +167,8 @@ void refuseOtherArguments(const E& there, const Args&... asked) {
   const auto made = there.formaArguments();
   const auto compare = [&]<std::size_t... at>(std::index_sequence<at...>) {
     const auto one = [&](std::string_view name, const auto& has, const auto& wants) {
-      if (!(has == wants)) throwReinstantiating(there, name, valueToStrep(has).view());
+      if (!(has == wants))
+        throwReinstantiating(there, name, valueToStrep(wants).view(), valueToStrep(has).view());
     };
     (one(E::formaArgumentNames[at], std::get<at>(made), asked), ...);
   };

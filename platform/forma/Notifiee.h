@@ -8,7 +8,7 @@
 ///  - the notifier lives until the delivery ends.
 ///
 /// Thread    that of the entity.
-/// Cost      two indirect calls for each notifiee and change.
+/// Cost      one virtual call for each notifiee, and one indirect call for each change.
 #pragma once
 
 #include <cstdint>
@@ -64,6 +64,7 @@ class MPLS_EXPORT NotifieeBase {
   const Entity* notifier_ = nullptr;  // one reference, unless weak_
   std::uint8_t depth_ = 0;
   std::uint8_t hears_ = 1;  // hears members declared at a depth below this; 0: nothing
+  static constexpr std::uint8_t hearsAny = 255;  // and is an AnyNotifiee
   bool registered_ = true;
   bool active_ = true;
   bool weak_ = false;
@@ -99,7 +100,7 @@ class MPLS_EXPORT AnyNotifiee : public NotifieeBase {
 
  private:
   friend class Entity;
-  static constexpr std::uint8_t anyDepth = 254;
+  static constexpr std::uint8_t anyDepth = hearsAny - 1;
 };
 
 }  // namespace Forma

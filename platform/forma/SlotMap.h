@@ -6,8 +6,7 @@
 ///           must not touch the map when they are destroyed. Anything else may: whatever a change
 ///           removes is destroyed after the map is consistent again.
 /// Errors    std::bad_alloc, std::length_error (2.6 billion elements), and what copying or moving
-/// an
-///           element raises: the map is then valid and, unless said otherwise, unchanged.
+///           elements raises: the map is then valid and, unless said otherwise, unchanged.
 /// Pointers  to values stay valid until the map grows; to an element, until it is removed.
 #pragma once
 
@@ -52,6 +51,7 @@ class SlotMap {
   /// head is allocated, and a failure of that ends the program.
   SlotMap(SlotMap&& other) noexcept { swap(other); }
   SlotMap& operator=(const SlotMap& other) {
+    if (this == &other) return *this;
     SlotMap copy(other);
     swap(copy);
     return *this;

@@ -10,8 +10,7 @@ namespace Kiln {
 /// A source of time that never runs backwards.
 ///
 /// Thread    `now()` may be called by any thread, unless the implementation says otherwise.
-/// Zero      arbitrary; only differences and comparisons with times of the same clock mean
-/// anything.
+/// Zero      arbitrary; only differences of times of the same clock mean anything.
 class MPLS_EXPORT Clock {
  public:
   Clock() = default;

@@ -4,10 +4,9 @@
 ///   1. A writer owns a slot from the exchange that makes the state odd until it stores the even
 ///      state of its message. An odd state refuses every other writer, so messages never mix.
 ///   2. The state of a slot only grows: a late writer does not replace a newer message.
-///   3. A reader keeps a copy only when it found the same even state before and after it. Had it
-///   met
-///      a word of another message, that word's release store and the reader's acquire load would
-///      show it the odd state which preceded.
+///   3. A reader keeps a copy only when it found the same even state before and after it. A word of
+///      another message would, by its release store and the reader's acquire load, show it the odd
+///      state which preceded.
 ///
 /// Thread    any, and signal handlers: nothing here waits, allocates or throws.
 #pragma once

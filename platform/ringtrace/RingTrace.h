@@ -5,9 +5,8 @@
 ///   RingTrace::record("missing expected key ", label, "/", metric, " from ", source);
 ///
 /// Thread    any, unless said otherwise; record() and dump() also in signal handlers.
-/// Outputs   the newest messages: of this process from messages() and dump(); of a dead one from
-/// its
-///           file (RingFileReader.h), when it named one.
+/// Outputs   the newest messages: of this process from messages() and dump(); of a dead one, if it
+///           named a file, from that (RingFileReader.h).
 /// Restart   a file of a dead process is kept as PATH.previous.
 /// Cost      some 70 ns for five pieces; no lock, allocation or system call (but gettid, once in
 ///           each thread).

@@ -6,7 +6,6 @@ namespace Mpls {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 using RouteConfigMergeSmTest = MergeFixture;
 
@@ -115,6 +114,28 @@ TEST_F(RouteConfigMergeSmTest, ReadersMayChangeInputsAndThrow) {
   EXPECT_THROW(start(), Forma::RangeException);  // when the pass is over
   EXPECT_EQ(merged->routes(), 3U);
   EXPECT_FALSE(merged->route(key(2)));
+}
+
+TEST_F(RouteConfigMergeSmTest, AReaderThatThrowsDoesNotHoldUpWhatFollows) {
+  struct Thrower : RouteConfig::NotifieeConst {
+    void onRoute(const RouteKey&) override { throw Forma::RangeException("from a reader"); }
+  } thrower;
+  thrower.notifierIs(merged);
+  loop.exceptionHandlerIs([](const std::exception_ptr&) {});
+  const auto bgp = dynamic("bgp");
+  bgp->newRoute(key(1));
+  start();
+  loop.runUntilIdle();
+  EXPECT_EQ(loop.handlerExceptions(), 1U);
+  EXPECT_EQ(merged->route(key(1)), bgp->route(key(1)));
+  EXPECT_TRUE(merged->ready());
+  EXPECT_THROW(sm->configIs("bgp", routeConfigInputFactory("bgp")), Forma::RangeException);
+  EXPECT_FALSE(merged->route(key(1)));
+  const auto next = routeConfigInputFactory("bgp");
+  next->newRoute(key(2));
+  EXPECT_THROW(sm->configIs("bgp", next), Forma::RangeException);
+  EXPECT_THROW(sm->configIs("bgp", staticInput), Forma::RangeException);
+  EXPECT_EQ(merged->routes(), 0U) << "the keys of the replaced input are gone";
 }
 
 TEST_F(RouteConfigMergeSmTest, MachineUnregistersAndLeavesItsOutput) {

@@ -133,6 +133,24 @@ TEST_F(LocalEntityManagerTest, DelayedCloseWaits) {
   EXPECT_EQ(done->seen, Statuses{mountSuccess()});
 }
 
+TEST_F(LocalEntityManagerTest, ObserversOfWhatAMountMakesMayThrowAndClose) {
+  struct Meddler : Forma::Dir::NotifieeConst {
+    void onEntry(const Forma::Name&) override { then(); }
+    std::function<void()> then = [] { throw Forma::RangeException("from an observer"); };
+  } meddler;
+  meddler.notifierIs(em->root());
+  loop.exceptionHandlerIs([](const std::exception_ptr&) {});
+  const auto first = mount({"a/b/leaf"}, "w");
+  loop.runUntilIdle();
+  EXPECT_EQ(first->seen, Statuses{mountSuccess()});
+  EXPECT_EQ(loop.handlerExceptions(), 1U);
+  meddler.then = [this] { em->close(); };
+  const auto second = mount({"c/leaf"}, "w");
+  loop.runUntilIdle();
+  EXPECT_TRUE(second->seen.empty());
+  EXPECT_EQ(loop.handlerExceptions(), 1U);
+}
+
 TEST_F(LocalEntityManagerTest, CallbackMayMountAndCloseDropsWhatIsPending) {
   const auto first = mount({"a"}, "w");
   Forma::Ptr<Recorder> second;

@@ -9,7 +9,6 @@ namespace FormaTest {
 namespace {
 
 using Forma::Ptr;
-using Forma::ptrCast;
 using Log = std::vector<std::string>;
 
 /// Writes down what it hears, then does what the case wants.
@@ -69,7 +68,7 @@ TEST_F(EntityTest, ValuesTellOnChangeOnlyAndPointersAlways) {
   EXPECT_EQ(heard(), (Log{"rank7", "rank7"}));
   const auto item = itemFactory(Key(1), 1);
   sub->linkIs(3, item);
-  sub->linkIs(3, item);
+  sub->newLink(3, item);
   EXPECT_EQ(heard(), (Log{"link3", "link3"}));
   sub->newPort(4);
   sub->newPort(4);
@@ -84,12 +83,12 @@ TEST_F(EntityTest, GetOrCreateRefusesOtherConstructorArguments) {
   EXPECT_EQ(sub->itemIs(Key(1), std::uint8_t{4}), item);
   EXPECT_EQ(error<Forma::RangeException>([&] { sub->newItem(Key(1), std::uint8_t{5}); }),
             "Reinstantiating the entity with name 1 where constructor parameter attribute _weight "
-            "has a different value of 4");
+            "has a different value of 5 than the current value of 4 not allowed");
   sub->newExtra("a");
   EXPECT_EQ(error<Forma::RangeException>([&] { sub->extraIs("b"); }),
             "Reinstantiating the entity with name a where constructor parameter attribute _name "
-            "has a different value of 'a'");
-  EXPECT_EQ(error<Forma::NullException>([&] { sub->linkIs(1, nullptr); }),
+            "has a different value of 'b' than the current value of 'a' not allowed");
+  EXPECT_EQ(error<Forma::NullException>([&] { sub->newLink(1, nullptr); }),
             "null _link parameter to mutator for FormaTest::Node::link not allowed");
   EXPECT_EQ(sub->links(), 0U);
 }

@@ -227,7 +227,7 @@ void World::some(std::size_t most) {
     try {
       step();
     } catch (const Boom&) {
-      if (frames_.size() && pick(3) == 0) throw;
+      if (!frames_.empty() && pick(3) == 0) throw;
     }
   }
 }
@@ -385,7 +385,8 @@ void World::step() {
     case 3:
       return changeSeat(pick(seats_.size()));
     default:
-      if (auto* one = random<Entity>(); one && one->formaType().members.size()) changeMember(*one);
+      if (auto* one = random<Entity>(); one && !one->formaType().members.empty())
+        changeMember(*one);
   }
 }
 

@@ -39,7 +39,7 @@ TEST(PtrTest, CountsOwnersAndDestroysOnce) {
   const PtrConst<Shape> readOnly(shape);
   EXPECT_EQ(circle->references(), 3U);
   Ptr<Shape> moved = std::move(circle);
-  EXPECT_TRUE(!circle && moved->references() == 3);
+  EXPECT_TRUE(!circle && moved->references() == 3);  // NOLINT(bugprone-use-after-move): null then
   EXPECT_TRUE(moved == shape && moved.hash() == shape.hash());
   moved = *&moved;
   Shape* const raw = moved.release();  // the reference is ours now

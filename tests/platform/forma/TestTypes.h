@@ -95,7 +95,7 @@ class Node : public Forma::NamedEntity {
   FORMA_ATTRIBUTE(std::int32_t, count, onCount)
   FORMA_VALUES(std::uint32_t, std::int32_t, score, newScore, onScore)
   FORMA_ORDERED_VALUES(std::uint32_t, std::int32_t, rank, newRank, onRank)
-  FORMA_REFERENCES(std::uint32_t, Item const, link, onLink)
+  FORMA_REFERENCES(std::uint32_t, Item const, link, newLink, onLink)
   FORMA_SURFACING_CHILDREN(Key, Item, item, newItem, onItem)
   FORMA_CHILD(Box, extra, newExtra, onExtra)
  public:

@@ -26,7 +26,6 @@ using Forma::ParseException;
 using Forma::RangeException;
 using Forma::String8;
 using L3::VrfName;
-using testing::Property;
 using testing::StrEq;
 using testing::ThrowsMessage;
 
