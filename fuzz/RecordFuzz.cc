@@ -28,9 +28,7 @@ void require(bool holds) {
 }
 
 /// By the bytes: a double may hold a NaN, which does not equal itself.
-bool same(const AnyValue& a, const AnyValue& b) {
-  return a.wire() == b.wire();
-}
+bool same(const AnyValue& a, const AnyValue& b) { return a.wire() == b.wire(); }
 
 template <class Assign>
 bool accepted(AnyValue& v, Assign assign) {
