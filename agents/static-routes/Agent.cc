@@ -68,7 +68,7 @@ void Agent::load() {
   for (const auto& source : sources_) {
     if (source->file().empty()) continue;
     try {
-      source->load();
+      source->load(!options_.watch);
     } catch (const std::system_error& problem) {
       throw std::runtime_error(source->file() + ": cannot be read: " + problem.code().message());
     }

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <system_error>
@@ -16,13 +17,18 @@ constexpr std::size_t largest = std::size_t{1} << 30;
 
 class OpenFile {
  public:
-  explicit OpenFile(const std::string& path) : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  OpenFile(const std::string& path, bool mayWait)
+      : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | (mayWait ? 0 : O_NONBLOCK))) {
     if (fd_ < 0) fail(errno);
   }
   ~OpenFile() { ::close(fd_); }
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
 
+  bool isPipe() const {
+    struct stat status;
+    return ::fstat(fd_, &status) == 0 && S_ISFIFO(status.st_mode);
+  }
   /// The number of bytes read; 0 at the end.
   std::size_t read(char* to, std::size_t size) const {
     ssize_t got;
@@ -39,8 +45,9 @@ class OpenFile {
 
 }  // namespace
 
-std::string fileText(const std::string& path) {
-  const OpenFile file(path);
+std::string fileText(const std::string& path, bool mayWait) {
+  const OpenFile file(path, mayWait);
+  if (!mayWait && file.isPipe()) fail(EOPNOTSUPP);
   std::string text;
   char buffer[65536];
   while (const std::size_t got = file.read(buffer, sizeof buffer)) {

@@ -52,14 +52,8 @@ Json errorJson(const FileDiagnostic& error) {
   return json;
 }
 
-void addConfig(Json& json, const ConfigView& config) {
-  json["labelRanges"] = Json::array();
-  for (const auto& [name, range] : config.labelRanges)
-    json["labelRanges"].push_back(
-        {{"name", name}, {"base", range.base().value()}, {"size", range.size()}});
-  json["disabledInterfaces"] = Json::array();
-  for (const Netbase::IntfId& intf : config.disabledIntfs)
-    json["disabledInterfaces"].push_back(intf.name());
+Json rangeJson(const std::string& name, const Mpls::LabelRange& range) {
+  return {{"name", name}, {"base", range.base().value()}, {"size", range.size()}};
 }
 
 class JsonReport : public Report {
@@ -69,17 +63,13 @@ class JsonReport : public Report {
 
   void tableIs(const MergedView& merged, const ConfigView& config,
                const std::vector<FileDiagnostic>& errors) override {
-    Json json = Json::object();
-    if (lines_) json["event"] = "table";
-    json["routes"] = Json::array();
-    for (const auto& [key, route] : merged.routes) json["routes"].push_back(routeJson(key, route));
-    json["conflicts"] = Json::array();
-    for (const auto& [key, claimants] : merged.conflicts)
-      json["conflicts"].push_back(conflictJson(key, claimants));
-    addConfig(json, config);
-    json["errors"] = Json::array();
-    for (const FileDiagnostic& error : errors) json["errors"].push_back(errorJson(error));
-    write(json);
+    begin("table");
+    list("routes", merged.routes, [](auto& one) { return routeJson(one.first, one.second); });
+    list("conflicts", merged.conflicts,
+         [](auto& one) { return conflictJson(one.first, one.second); });
+    configLists(config);
+    list("errors", errors, errorJson);
+    end();
     tableWritten_ = true;
   }
 
@@ -93,13 +83,13 @@ class JsonReport : public Report {
   }
 
   void configIs(const ConfigView& config) override {
-    Json json = Json::object();
-    addConfig(json, config);
-    event("config", json);
+    begin("config");
+    configLists(config);
+    end();
   }
 
   void errorIs(const FileDiagnostic& error) override {
-    log_ << lineOf(error.file, error.diagnostic) << std::endl;
+    log_ << lineOf(error.file, error.diagnostic) + '\n' << std::flush;
     if (tableWritten_) event("error", errorJson(error));
   }
 
@@ -109,20 +99,50 @@ class JsonReport : public Report {
 
  private:
   void event(std::string_view name, const Json& content) {
-    Json json = {{"event", name}};
-    json.update(content);
-    write(json);
+    begin(name);
+    for (const auto& [member, value] : content.items()) memberIs(member, textOf(value));
+    end();
   }
 
+  // A document is written as it comes: a tree of a million routes would take gigabytes.
+  void begin(std::string_view event) {
+    out_ << '{';
+    separator_ = "";
+    if (lines_) memberIs("event", textOf(event));
+  }
+  void memberIs(std::string_view name, const std::string& text) {
+    out_ << separator_ << newline() << '"' << name << "\":" << text;
+    separator_ = ",";
+  }
+  void list(std::string_view name, const auto& items, auto jsonOf) {
+    memberIs(name, "[");
+    separator_ = "";
+    for (const auto& one : items) {
+      out_ << separator_ << newline() << textOf(jsonOf(one));
+      separator_ = ",";
+    }
+    out_ << ']';
+    separator_ = ",";
+  }
+  void configLists(const ConfigView& config) {
+    list("labelRanges", config.labelRanges,
+         [](auto& one) { return rangeJson(one.first, one.second); });
+    list("disabledInterfaces", config.disabledIntfs,
+         [](auto& intf) { return Json(std::string(intf.name())); });
+  }
+  void end() { out_ << newline() << '}' << std::endl; }
+
+  std::string_view newline() const { return lines_ ? "" : "\n"; }
   /// Names of files and interfaces may be no UTF-8: such bytes are replaced.
-  void write(const Json& json) {
-    out_ << json.dump(lines_ ? -1 : 2, ' ', false, Json::error_handler_t::replace) << std::endl;
+  static std::string textOf(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
   }
 
   std::ostream& out_;
   std::ostream& log_;
   const bool lines_;
-  bool tableWritten_ = false;  // until then errors are part of the table
+  std::string_view separator_;  // before the next member or item
+  bool tableWritten_ = false;   // until then errors are part of the table
 };
 
 }  // namespace

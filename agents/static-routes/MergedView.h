@@ -62,16 +62,13 @@ class MergeFollower {
   std::vector<Change> takeChanges();
 
  private:
-  struct MergedReactor : Mpls::RouteConfig::NotifieeConst {
-    explicit MergedReactor(MergeFollower& follower) : owner(follower) {}
+  template <class Table>
+  struct Reactor : Table::NotifieeConst {
+    explicit Reactor(MergeFollower& follower) : owner(follower) {}
     void onRoute(const Mpls::RouteKey& key) override { owner.told_.insert(key); }
     MergeFollower& owner;
   };
-  struct InputReactor : Mpls::RouteConfigInput::NotifieeConst {
-    explicit InputReactor(MergeFollower& follower) : owner(follower) {}
-    void onRoute(const Mpls::RouteKey& key) override { owner.told_.insert(key); }
-    MergeFollower& owner;
-  };
+  using InputReactor = Reactor<Mpls::RouteConfigInput>;
 
   void readAll();
   void addRouteChange(std::vector<Change>& changes, const Mpls::RouteKey& key);
@@ -80,7 +77,7 @@ class MergeFollower {
   Forma::Ptr<Mpls::RouteConfigMergeSm> sm_;
   MergedView view_;
   std::set<Mpls::RouteKey> told_;
-  MergedReactor mergedReactor_;
+  Reactor<Mpls::RouteConfig> mergedReactor_;
   std::vector<std::unique_ptr<InputReactor>> inputReactors_;
 };
 

@@ -15,8 +15,9 @@ constexpr const char* description =
     "which\nof them is seen by their content.";
 
 constexpr const char* footer =
-    "Exit codes: 0 all right; 1 some routes were refused, the others are loaded; 2 wrong usage, or "
-    "a\nfile that cannot be read at start. With --watch, 1 when a file's last load had errors.";
+    "Exit codes: 0 all right; 1 some routes were refused, the others are loaded; 2 wrong usage, "
+    "a file\nthat cannot be read at start, or output that cannot be written. With --watch, 1 when "
+    "a file's last load had errors.";
 
 InputOption inputFrom(const std::string& text) {
   const std::size_t equals = text.find('=');
@@ -47,12 +48,13 @@ std::vector<InputOption> inputsFrom(const std::vector<std::string>& texts) {
 
 void describe(CLI::App& app, Options& options, std::vector<std::string>& inputs) {
   app.footer(footer);
-  app.set_version_flag("--version", "static-routes 0.1.0");
+  app.set_version_flag("--version", "static-routes " MPLS_VERSION);
+  const auto notEmpty = [](const std::string& file) {
+    return file.empty() ? std::string("expected a FILE") : std::string();
+  };
   app.add_option("--static", options.staticFile, "File of the source \"static\"")
       ->type_name("FILE")
-      ->check([](const std::string& file) {
-        return file.empty() ? std::string("expected a FILE") : std::string();
-      });
+      ->check(notEmpty);
   app.add_option("--input", inputs, "File of a dynamic source; may be given again")
       ->type_name("NAME=FILE")
       ->allow_extra_args(false);
@@ -66,7 +68,8 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& inputs)
       ->type_name("SETTING")
       ->envname("MPLS_TRACE");
   app.add_option("--ring-trace", options.ringFile, "Keep the ring trace in this file")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(notEmpty);
 }
 
 }  // namespace

@@ -33,6 +33,13 @@ Format formatOf(std::string_view text) {
 
 RouteFile routeFileFromText(std::string_view text, Mpls::RouteMetric metric) {
   text = withoutMark(text);
+  // Not what somebody wrote, but a binary, UTF-16, or what a crash left of a file.
+  if (const std::size_t zero = text.find('\0'); zero != std::string_view::npos) {
+    RouteFile file;
+    file.unusable = true;
+    file.diagnostics.push_back({placeAt(text, zero), "expected text, found a zero byte"});
+    return file;
+  }
   switch (formatOf(text)) {
     case Format::sonic:
       return sonicFileFromText(text, metric);

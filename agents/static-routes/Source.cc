@@ -15,11 +15,11 @@ Source::Source(std::string name, std::string file, Forma::Ptr<Mpls::RouteConfigI
       dynamic_(dynamic),
       config_{std::move(name), {}, {}} {}
 
-void Source::load() { apply(routeFileFromText(fileText(file_), metric_)); }
+void Source::load(bool mayWait) { apply(routeFileFromText(fileText(file_, mayWait), metric_)); }
 
 std::string Source::reload() {
   try {
-    RouteFile file = routeFileFromText(fileText(file_), metric_);
+    RouteFile file = routeFileFromText(fileText(file_, false), metric_);
     if (!file.unusable) {
       apply(std::move(file));
       return {};

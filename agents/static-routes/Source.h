@@ -18,8 +18,9 @@ class Source {
   Source(std::string name, std::string file, Forma::Ptr<Mpls::RouteConfigInput> input,
          Mpls::RouteMetric metric, bool dynamic);
 
-  /// Loads the file. Raises std::system_error when it cannot be read; nothing has changed then.
-  void load();
+  /// Loads the file, `mayWait` as for fileText. Raises std::system_error when it cannot be read;
+  /// nothing has changed then.
+  void load(bool mayWait);
   /// Loads the file again. One that is gone has no routes; one that cannot be read, or not be
   /// understood as a whole, leaves the routes as they are. Returns what there is to say about that,
   /// or an empty text.

@@ -138,7 +138,7 @@ class TextReport : public Report {
   }
 
   void errorIs(const FileDiagnostic& error) override {
-    log_ << lineOf(error.file, error.diagnostic) << std::endl;
+    log_ << lineOf(error.file, error.diagnostic) + '\n' << std::flush;
   }
 
   void noticeIs(const std::string& file, const std::string& text) override {

@@ -24,24 +24,40 @@ int run(const Options& options) {
   if (!options.ringFile.empty()) RingTrace::fileIs(options.ringFile);
 
   Kiln::EventLoop loop;
-  for (const int signo : {SIGINT, SIGTERM}) loop.signalIs(signo, [&](int) { loop.stop(); });
+  if (options.watch)  // otherwise they end the program at once, even one that waits for a pipe
+    for (const int signo : {SIGINT, SIGTERM}) loop.signalIs(signo, [&](int) { loop.stop(); });
   const auto report = reportFor(options);
   Agent agent(loop, options, *report);
   agent.start();
+  std::exception_ptr failure;  // an agent that is deaf or mute must not seem to work
+  loop.exceptionHandlerIs([&](std::exception_ptr problem) {
+    failure = std::move(problem);
+    loop.stop();
+  });
   if (options.watch) loop.run();
-  if (!std::cout) throw std::runtime_error("the standard output cannot be written");
+  if (failure) std::rethrow_exception(failure);
   return agent.clean() ? exitGood : exitRefused;
+}
+
+int failed(const char* problem) {
+  std::cout.exceptions(std::ios::goodbit);  // std::cerr flushes it first
+  std::cerr << "static-routes: " << problem << std::endl;
+  return exitUsage;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
+    std::cout.exceptions(std::ios::badbit | std::ios::failbit);  // nobody would hear the rest
     int exitCode = exitUsage;
     const auto options = optionsFrom(argc, argv, exitCode);
-    return options ? run(*options) : exitCode;
+    if (options) exitCode = run(*options);
+    std::cout.flush();
+    return exitCode;
+  } catch (const std::ios::failure&) {
+    return failed("the standard output cannot be written");
   } catch (const std::exception& problem) {
-    std::cerr << "static-routes: " << problem.what() << std::endl;
-    return exitUsage;
+    return failed(problem.what());
   }
 }

@@ -107,6 +107,24 @@ TEST_F(ProgramTest, WrongUsageAndUnreadableFilesAreStatus2) {
   EXPECT_EQ(run({"--help"}), 0);
   EXPECT_NE(output.find("--input NAME=FILE"), std::string::npos);
   EXPECT_EQ(run({"--version"}), 0);
+  EXPECT_EQ(output, "static-routes " MPLS_VERSION "\n");
+}
+
+TEST_F(ProgramTest, NeitherPipesNorAFullDiskHangIt) {
+  folder.write("f", "mpls lsp 100 10.0.0.1 200\n");
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  Program reader(folder, {"--static", "pipe"});
+  folder.write("pipe", "mpls lsp 100 10.0.0.1 200\n");
+  EXPECT_EQ(reader.line(), "Merged routes: 1");
+  EXPECT_EQ(run({"--static", "pipe", "--watch"}), 2);
+  EXPECT_EQ(errors, "static-routes: pipe: cannot be read: Operation not supported\n");
+  for (const char* last : {"", "--watch", "--help"}) {
+    const std::string command =
+        (Fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "static-routes")
+            .string() +
+        " --static " + (folder / "f").string() + " " + last + " >/dev/full 2>&1";
+    EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 2) << last;
+  }
 }
 
 class WatchTest : public ProgramTest {
@@ -164,6 +182,15 @@ TEST_F(WatchTest, ErrorsAreToldAndAFileThatIsNotUnderstoodKeepsItsRoutes) {
   EXPECT_EQ(error.at("column"), 3);
   expect(R"({"event": "notice", "file": "te",
              "text": "not understood, its routes stay as they were"})");
+  folder.replace("te", std::string(4096, '\0'));
+  EXPECT_EQ(program->json().at("text"), "expected text, found a zero byte");
+  EXPECT_EQ(program->json().at("event"), "notice");
+  Fs::remove(folder / "te");
+  ASSERT_EQ(::mkfifo((folder / "te").c_str(), 0600), 0);
+  do error = program->json();
+  while (error.at("event") != "error");
+  EXPECT_EQ(error.at("text"), "cannot be read: Operation not supported");
+  EXPECT_EQ(program->json().at("event"), "notice");
   folder.replace("te", "ip -f mpls route add 300 as 320\n");
   error = program->json();
   EXPECT_EQ(error.at("text"), "expected a next hop with via or dev, found neither");
