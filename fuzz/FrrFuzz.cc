@@ -2,19 +2,13 @@
 /// the routes written back as `mpls lsp` lines.
 #include "agents/static-routes/FrrFile.h"
 
-#include <cstdlib>
 #include <string>
 
-#include "agents/static-routes/Fields.h"
-#include "mpls/types/Constants.h"
+#include "fuzz/RouteFileCheck.h"
 
 namespace {
 
 using namespace StaticRoutes;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 std::string outOf(const Mpls::Via& via) {
   if (via.labelAction() == Netbase::pop_) return "implicit-null";
@@ -34,15 +28,11 @@ std::string linesOf(const RouteFile& file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  const std::string_view text = textOf(data, size);
   const RouteFile file = frrFileFromText(text, 100);
-  for (const auto& [key, vias] : file.routes) {
-    const std::uint32_t label = key.topLabel().value();
-    require(label >= firstFreeLabel && label <= Netbase::MplsLabel::max);
-    require(!vias.empty() && vias.size() <= Mpls::Constants::maxEcmpSize);
-  }
+  requireBounds(file, firstFreeLabel);
   for (const Diagnostic& one : file.diagnostics)
-    require(one.place.line != 0 && one.place.column != 0 && one.text == printable(one.text));
+    require(one.place.line != 0 && one.place.column != 0);
   const RouteFile again = frrFileFromText(linesOf(file), 100);
   require(again.routes == file.routes && again.diagnostics.empty());
   routeFileFromText(text, 100);  // of whatever format it looks like

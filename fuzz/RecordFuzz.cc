@@ -3,11 +3,9 @@
 //
 // What is refused must leave the value as it was; what is accepted must survive both forms.
 
-#include <cstdint>
-#include <cstdlib>
 #include <iterator>
-#include <string_view>
 
+#include "fuzz/Check.h"
 #include "mpls/types/Registration.h"
 
 namespace {
@@ -23,15 +21,12 @@ const Forma::TypeRegistry& registry() {
   return all;
 }
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
 /// By the bytes: a double may hold a NaN, which does not equal itself.
 bool same(const AnyValue& a, const AnyValue& b) { return a.wire() == b.wire(); }
 
+/// A refusal is one of two errors, and leaves the value as it was.
 template <class Assign>
-bool accepted(AnyValue& v, Assign assign) {
+bool takes(AnyValue& v, Assign assign) {
   const AnyValue before = v;
   try {
     assign(v);
@@ -62,10 +57,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto& types = registry().values();
   const auto place = static_cast<std::ptrdiff_t>((data[0] & 0x7f) % types.size());
   AnyValue v(registry(), std::next(types.begin(), place)->second);
-  const std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const std::string_view input = textOf(data + 1, size - 1);
   if ((data[0] & 0x80) != 0) {
-    if (accepted(v, [&](AnyValue& to) { to.wireIs(input); })) checkWire(v);
-  } else if (accepted(v, [&](AnyValue& to) { to.textIs(input); })) {
+    if (takes(v, [&](AnyValue& to) { to.wireIs(input); })) checkWire(v);
+  } else if (takes(v, [&](AnyValue& to) { to.textIs(input); })) {
     checkText(v);
     checkWire(v);
   }

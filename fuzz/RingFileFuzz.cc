@@ -1,30 +1,23 @@
 /// Reads any bytes as a ring file: once as they are, and once with every checksum put right, since
 /// random bytes would hardly get past them to the pieces.
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
-#include <string_view>
 
+#include "fuzz/Check.h"
 #include "platform/ringtrace/FileHeader.h"
 #include "platform/ringtrace/RingFileReader.h"
 
 namespace {
 
 void read(std::string_view bytes) {
-  try {
+  accepted<RingTrace::FileError>([bytes] {
     const auto found = RingTrace::messagesFromBytes(bytes);
-    const auto tooLong = [](const RingTrace::Message& message) {
-      return message.text.size() > RingTrace::payloadSize * 5 + 6;
-    };
-    if (found.size() > bytes.size() / RingTrace::slotSize ||
-        !std::ranges::is_sorted(found, {}, &RingTrace::Message::sequence) ||
-        std::ranges::any_of(found, tooLong))
-      std::abort();
-  } catch (const RingTrace::FileError&) {
-    // The answer to what is no ring file.
-  }
+    require(found.size() <= bytes.size() / RingTrace::slotSize);
+    require(std::ranges::is_sorted(found, {}, &RingTrace::Message::sequence));
+    for (const RingTrace::Message& message : found)
+      require(message.text.size() <= RingTrace::payloadSize * 5 + 6);
+  });
 }
 
 std::string withChecksums(std::string bytes) {
@@ -42,7 +35,7 @@ std::string withChecksums(std::string bytes) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  const std::string bytes(textOf(data, size));
   read(bytes);
   read(withChecksums(bytes));
   return 0;

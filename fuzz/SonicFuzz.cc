@@ -2,18 +2,13 @@
 /// format; a file that is not understood as a whole gives one diagnostic and nothing else.
 #include "agents/static-routes/SonicFile.h"
 
-#include <cstdlib>
 #include <string>
 
-#include "mpls/types/Constants.h"
+#include "fuzz/RouteFileCheck.h"
 
 namespace {
 
 using namespace StaticRoutes;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 bool isActionWhole(const Mpls::Via& via) {
   const bool labelled = via.outLabel().value() <= Netbase::MplsLabel::max;
@@ -23,16 +18,14 @@ bool isActionWhole(const Mpls::Via& via) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  const std::string_view text = textOf(data, size);
   const RouteFile file = sonicFileFromText(text, 100);
-  for (const auto& [key, vias] : file.routes) {
-    require(key.topLabel().value() <= Netbase::MplsLabel::max);
-    require(!vias.empty() && vias.size() <= Mpls::Constants::maxEcmpSize);
+  requireBounds(file, 0);
+  for (const auto& [key, vias] : file.routes)
     for (const Mpls::Via& via : vias) {
       require(via.nextHop().isSet() || !via.intf().empty());
       require(isActionWhole(via) && via.weight() != 0);
     }
-  }
   for (const Diagnostic& one : file.diagnostics) {
     const std::string line = lineOf("F", one);
     require(line == printable(line));

@@ -41,7 +41,7 @@
   static constexpr std::string_view formaTypeName = #Type;                            \
   static constexpr std::string_view formaMemberNames[] = {                            \
       FORMA_EACH(FORMA_MEMBER_NAME, Type, __VA_ARGS__) ""};                           \
-  static constexpr std::uint8_t formaDepth = Base::formaDepth + 1;                    \
+  [[maybe_unused]] static constexpr std::uint8_t formaDepth = Base::formaDepth + 1;   \
   [[maybe_unused]] static constexpr std::size_t formaMemberCount =                    \
       Base::formaMemberCount + std::size(formaMemberNames) - 1;                       \
   static constexpr std::uint8_t formaIndex(std::string_view name) {                   \

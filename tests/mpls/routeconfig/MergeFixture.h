@@ -1,13 +1,9 @@
 /// A merge machine with its inputs in a database of the test's own.
 #pragma once
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "mpls/entities/Registration.h"
 #include "mpls/routeconfig/RouteConfigMergeSm.h"
@@ -19,19 +15,8 @@ namespace Mpls {
 
 inline RouteKey key(std::uint32_t label, std::uint8_t metric = 0) { return {label, metric}; }
 
-inline Via via(const char* nextHop, std::uint32_t outLabel, std::uint32_t weight = 1) {
-  Via v(Netbase::IpGenAddr(Forma::String8(nextHop)), Netbase::swap_, outLabel, false);
-  v.weightIs(weight);
-  return v;
-}
-
-inline const Forma::TypeRegistry& testRegistry() {
-  static const Forma::TypeRegistry* const registry = [] {
-    auto* types = new Forma::TypeRegistry;
-    registerEntityTypes(*types);
-    return types;
-  }();
-  return *registry;
+inline Via via(std::uint32_t outLabel) {
+  return {Netbase::IpAddr("10.0.0.1"), Netbase::swap_, outLabel, false};
 }
 
 /// Counts what a reader of the merged configuration is told.
@@ -45,6 +30,7 @@ struct Reader : RouteConfig::NotifieeConst {
 class MergeFixture : public ::testing::Test {
  protected:
   MergeFixture() {
+    registerEntityTypes(registry);
     dir = Forma::ptrCast<Forma::Dir>(em->newEntity(RouteConfigMounter::directory(), "Forma::Dir"));
     staticInput = input("routing/mpls/route/input/static");
     reader.notifierIs(merged);
@@ -62,8 +48,8 @@ class MergeFixture : public ::testing::Test {
 
   Kiln::TestClock clock;
   Kiln::EventLoop loop{clock};
-  Forma::Ptr<Centrum::LocalEntityManager> em =
-      Centrum::localEntityManagerFactory(loop, testRegistry());
+  Forma::TypeRegistry registry;
+  Forma::Ptr<Centrum::LocalEntityManager> em = Centrum::localEntityManagerFactory(loop, registry);
   Forma::Ptr<Forma::Dir> dir;
   Forma::Ptr<RouteConfigInput> staticInput;
   Forma::Ptr<RouteConfig> merged = routeConfigFactory("config");

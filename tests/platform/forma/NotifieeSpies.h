@@ -18,54 +18,45 @@ struct Place {
   auto operator<=>(const Place&) const = default;
 };
 
-/// Whom spies report to, by the number of their seat.
-class Hearer {
- public:
-  virtual ~Hearer() = default;
-  virtual void heard(std::size_t seat, const Place& place) = 0;
-};
+/// What spies report to, with the number of their seat. May destroy them.
+using Hearing = std::function<void(std::size_t seat, const Place&)>;
 
+/// The keys of all members are numbers or names; 0 where there is none.
+inline Forma::Name nameOf(Number number) { return Forma::Name("n" + std::to_string(number)); }
 inline Number numberOf(const Forma::Name& name) {
   return static_cast<Number>(std::atoi(name.charPtr() + 1));
 }
 inline Number numberOf(const Forma::MemberType& member, const void* key) {
   if (!key) return 0;
   if (member.keyType == "U32") return *static_cast<const Number*>(key);
-  if (member.keyType == "FormaTest::Key") return static_cast<const Key*>(key)->number();
   return numberOf(*static_cast<const Forma::Name*>(key));
 }
-inline Forma::Name nameOf(Number number) { return Forma::Name("n" + std::to_string(number)); }
+struct AnyKey {
+  AnyKey(const Forma::MemberType& member, Number n) : number(n), name(nameOf(n)) {
+    if (member.keyType != "U32") key = &name;
+  }
+  AnyKey(const AnyKey&) = delete;
+  const Number number;
+  const Forma::Name name;
+  const void* key = &number;
+};
 
-/// A number or the identity of an element, whatever a member holds; 0 when it holds nothing.
+/// A number or the identity of an element, whatever a member holds; 0 when it
+/// holds nothing.
 inline std::int64_t bits(const void* p) { return reinterpret_cast<std::intptr_t>(p); }
 inline std::int64_t asNumber(const Forma::MemberType& member, const void* value) {
   if (!value) return 0;
   return member.valueType == "S32" ? *static_cast<const std::int32_t*>(value) : bits(value);
 }
 
-/// A number as the key of any member.
-struct AnyKey {
-  AnyKey(const Forma::MemberType& member, Number n)
-      : number(n), record(static_cast<std::uint16_t>(n)), name(nameOf(n)) {
-    if (member.keyType == "U32") key = &number;
-    else if (member.keyType == "FormaTest::Key") key = &record;
-    else key = &name;
-  }
-  AnyKey(const AnyKey&) = delete;
-  Number number;
-  Key record;
-  Forma::Name name;
-  const void* key;
-};
-
 template <class Base>
 struct Spy : Base {
-  Spy(Hearer& w, std::size_t at) : world(w), seat(at) {}
-  void heard(std::string member, Number key = 0) {
-    world.heard(seat, {this->notifier(), std::move(member), key});  // may have destroyed this
+  Spy(const Hearing& to, std::size_t at) : hearing(to), seat(at) {}
+  void heard(std::string_view member, Number key = 0) {
+    hearing(seat, {this->notifier(), std::string(member), key});
   }
-  Hearer& world;
-  std::size_t seat;
+  const Hearing& hearing;
+  const std::size_t seat;
 };
 template <class Base>
 struct NodeSpyOf : Spy<Base> {
@@ -74,7 +65,7 @@ struct NodeSpyOf : Spy<Base> {
   void onScore(const Number& key) override { this->heard("score", key); }
   void onRank(const Number& key) override { this->heard("rank", key); }
   void onLink(const Number& key) override { this->heard("link", key); }
-  void onItem(const Key& key) override { this->heard("item", key.number()); }
+  void onItem(const Forma::Name& key) override { this->heard("item", numberOf(key)); }
   void onExtra() override { this->heard("extra"); }
 };
 using NodeSpy = NodeSpyOf<Node::Notifiee>;
@@ -83,19 +74,10 @@ struct SubSpy : NodeSpyOf<Sub::Notifiee> {
   void onSpeed() override { heard("speed"); }
   void onPort(const Number& key) override { heard("port", key); }
 };
-struct ItemSpy : Spy<Item::NotifieeConst> {
-  using Spy::Spy;
-  void onLevel() override { heard("level"); }
-  void onVia(const Number& key) override { heard("via", key); }
-};
-struct DirSpy : Spy<Forma::Dir::Notifiee> {
-  using Spy::Spy;
-  void onEntry(const Forma::Name& name) override { heard("entry", numberOf(name)); }
-};
 struct AnySpy : Spy<Forma::AnyNotifiee> {
   using Spy::Spy;
   void onChange(const Forma::MemberType& member, const void* key) override {
-    heard(std::string(member.name), numberOf(member, key));
+    heard(member.name, numberOf(member, key));
   }
 };
 

@@ -1,8 +1,12 @@
 /// Declared types that the tests of the object runtime share.
 #pragma once
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <functional>
+#include <string>
 
 #include "platform/forma/Dir.h"
 
@@ -29,7 +33,8 @@ class Key {
   }
 };
 
-/// A range with some decoration; empty, against the rule for all others, until it is set.
+/// A range with some decoration; empty, against the rule for all others, until
+/// it is set.
 class Sample {
   FORMA_VALUE(FormaTest::Sample, mode, gain, text, on, low, high, key)
   FORMA_FIELD(Mode, mode)
@@ -47,17 +52,27 @@ class Sample {
 
 /// Hears of the birth and death of each entity below.
 inline std::function<void(const Forma::Entity*, bool born)> lifeHook;
-inline int living = 0;
-inline void tellLife(const Forma::Entity* who, bool born) {
-  living += born ? 1 : -1;
-  if (lifeHook) lifeHook(who, born);
-}
+struct Life {
+  explicit Life(const Forma::Entity* of) : who(of) {
+    if (lifeHook) lifeHook(who, true);
+  }
+  ~Life() {
+    if (lifeHook) lifeHook(who, false);
+  }
+  const Forma::Entity* who;
+};
+template <class Base>
+class Watched : public Base {
+  Life life_{this};
 
-class Item : public Forma::Entity {
-  FORMA_ENTITY(FormaTest::Item, Forma::Entity, level, via)
-  FORMA_KEY(Key, key)
+ public:
+  using Base::Base;
+};
+
+class Item : public Watched<Forma::NamedEntity> {
+  FORMA_ENTITY(FormaTest::Item, Watched<Forma::NamedEntity>, level, via)
   FORMA_FIXED(std::uint8_t, weight)
-  FORMA_ARGUMENTS(key, weight)
+  FORMA_ARGUMENTS(name, weight)
   FORMA_ATTRIBUTE(std::int32_t, level, onLevel)
   FORMA_ORDERED_VALUES(std::uint32_t, std::int32_t, via, newVia, onVia)
  public:
@@ -66,37 +81,30 @@ class Item : public Forma::Entity {
     virtual void onLevel() {}
     virtual void onVia(const std::uint32_t&) {}
   };
-  using Notifiee = Forma::NotifieeMutable<Item, NotifieeConst>;
-  explicit Item(Key key, std::uint8_t weight = 1) : key_(std::move(key)), weight_(weight) {
-    tellLife(this, true);
-  }
-  ~Item() override { tellLife(this, false); }
-  Forma::Name name() const override { return Forma::valueToStrep(key_.number()); }
+  explicit Item(Forma::Name name, std::uint8_t weight = 1)
+      : Watched(std::move(name)), weight_(weight) {}
 };
 
 /// Walks itself while it dies.
-class Box : public Forma::NamedEntity {
-  FORMA_ENTITY(FormaTest::Box, Forma::NamedEntity, open)
+class Box : public Watched<Forma::NamedEntity> {
+  FORMA_ENTITY(FormaTest::Box, Watched<Forma::NamedEntity>, open)
   FORMA_VALUES(std::uint32_t, std::int32_t, open, newOpen, onOpen)
  public:
   class NotifieeConst : public Forma::NotifieeOf<Box> {
    public:
     virtual void onOpen(const std::uint32_t&) {}
   };
-  explicit Box(Forma::Name name) : NamedEntity(std::move(name)) { tellLife(this, true); }
-  ~Box() override {
-    openDelAll();
-    tellLife(this, false);
-  }
+  using Watched::Watched;
+  ~Box() override { openDelAll(); }
 };
 
-class Node : public Forma::NamedEntity {
-  FORMA_ENTITY(FormaTest::Node, Forma::NamedEntity, count, score, rank, link, item, extra)
+class Node : public Watched<Forma::NamedEntity> {
+  FORMA_ENTITY(FormaTest::Node, Watched<Forma::NamedEntity>, count, score, rank, link, item, extra)
   FORMA_ATTRIBUTE(std::int32_t, count, onCount)
   FORMA_VALUES(std::uint32_t, std::int32_t, score, newScore, onScore)
   FORMA_ORDERED_VALUES(std::uint32_t, std::int32_t, rank, newRank, onRank)
   FORMA_REFERENCES(std::uint32_t, Item const, link, newLink, onLink)
-  FORMA_SURFACING_CHILDREN(Key, Item, item, newItem, onItem)
+  FORMA_SURFACING_CHILDREN(Forma::Name, Item, item, newItem, onItem)
   FORMA_CHILD(Box, extra, newExtra, onExtra)
  public:
   class NotifieeConst : public Forma::NotifieeOf<Node> {
@@ -105,22 +113,19 @@ class Node : public Forma::NamedEntity {
     virtual void onScore(const std::uint32_t&) {}
     virtual void onRank(const std::uint32_t&) {}
     virtual void onLink(const std::uint32_t&) {}
-    virtual void onItem(const Key&) {}
+    virtual void onItem(const Forma::Name&) {}
     virtual void onExtra() {}
   };
   using Notifiee = Forma::NotifieeMutable<Node, NotifieeConst>;
-  explicit Node(Forma::Name name) : NamedEntity(std::move(name)) { tellLife(this, true); }
-  ~Node() override { tellLife(this, false); }
+  using Watched::Watched;
 };
 
 /// A child without members, made from its key alone.
-class Port : public Forma::Entity {
-  FORMA_ENTITY(FormaTest::Port, Forma::Entity)
-  FORMA_KEY(std::uint32_t, number)
+class Port : public Watched<Forma::Entity> {
+  FORMA_ENTITY(FormaTest::Port, Watched<Forma::Entity>)
+  FORMA_NAMING_KEY(std::uint32_t, number)
  public:
-  explicit Port(std::uint32_t number) : number_(number) { tellLife(this, true); }
-  ~Port() override { tellLife(this, false); }
-  Forma::Name name() const override { return Forma::valueToStrep(number_); }
+  explicit Port(std::uint32_t number) : number_(number) {}
 };
 
 /// A Node with more members.
@@ -139,18 +144,27 @@ class Sub : public Node {
 };
 
 /// A directory.
-class Folder : public Forma::Dir {
-  FORMA_ENTITY(FormaTest::Folder, Forma::Dir)
+class Folder : public Watched<Forma::Dir> {
+  FORMA_ENTITY(FormaTest::Folder, Watched<Forma::Dir>)
  public:
-  explicit Folder(Forma::Name name) : Dir(std::move(name)) { tellLife(this, true); }
-  ~Folder() override { tellLife(this, false); }
+  using Watched::Watched;
 };
 
-FORMA_FACTORY(folderFactory, Folder, Forma::Name)
 FORMA_FACTORY(nodeFactory, Node, Forma::Name)
 FORMA_FACTORY(subFactory, Sub, Forma::Name)
-FORMA_FACTORY(itemFactory, Item, Key, std::uint8_t)
+FORMA_FACTORY(itemFactory, Item, Forma::Name, std::uint8_t)
 
 void registerTypes(Forma::TypeRegistry& registry);
+
+/// The text of the E that `f` raises. Other errors are not caught.
+template <class E, class F>
+std::string errorOf(F f) {
+  try {
+    f();
+  } catch (const E& e) {
+    return e.what();
+  }
+  return "no error";
+}
 
 }  // namespace FormaTest

@@ -1,57 +1,25 @@
 /// IP addresses and prefixes, checked against the C library's inet_pton and inet_ntop.
 #include <arpa/inet.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
+#include <charconv>
 #include <random>
-#include <string>
-#include <vector>
 
-#include "platform/netbase/IpGenPrefix.h"
+#include "tests/platform/netbase/Forms.h"
 
+namespace Netbase {
 namespace {
 
-using namespace Netbase;
-using Forma::ParseException;
-using Forma::RangeException;
-using Forma::String8;
-using testing::StrEq;
-using testing::ThrowsMessage;
 using Random = std::mt19937;
-
-template <class T>
-std::string textOf(const T& v) {
-  std::string out;
-  Forma::print(out, v);
-  return out;
-}
-
-template <class T>
-T decoded(std::string_view bytes) {
-  T v{};
-  Forma::BytesIn in(bytes);
-  Forma::decode(in, v);
-  if (!in.atEnd()) in.fail("the end");
-  return v;
-}
-
-/// The wire form is `wire` when that is given; the value survives it, and nothing shorter does.
-template <class T>
-void expectWire(const T& v, std::string_view wire = {}) {
-  std::string out;
-  Forma::encode(out, v);
-  if (!wire.empty()) {
-    EXPECT_EQ(out, wire) << v;
-  }
-  EXPECT_EQ(decoded<T>(out), v);
-  EXPECT_THROW(decoded<T>(std::string_view(out).substr(0, out.size() - 1)), ParseException) << v;
-}
 
 std::uint32_t next(Random& random) { return static_cast<std::uint32_t>(random()); }
 
+IpAddr randomOf(Random& random, const IpAddr&) {
+  return IpAddr(next(random) & (next(random) % 4 ? ~0u : 0x0a0000ffu));
+}
+
 /// An address whose groups are often zero, so that runs of zeros of all lengths come up.
-Ip6Addr randomV6(Random& random) {
+Ip6Addr randomOf(Random& random, const Ip6Addr&) {
   Ip6Addr::Bytes bytes{};
   for (std::size_t i = 0; i < 16; i += 2) {
     const unsigned group = next(random) % 3 == 0 ? next(random) & 0xffffu >> next(random) % 16 : 0;
@@ -79,92 +47,66 @@ std::string mutated(std::string text, Random& random) {
 }
 
 /// What inet_pton makes of a text, or nothing.
-std::optional<IpAddr> libraryV4(const std::string& text) {
-  IpAddr::Bytes bytes;
-  if (inet_pton(AF_INET, text.c_str(), bytes.data()) != 1) return std::nullopt;
-  return IpAddr(bytes);
-}
-std::optional<Ip6Addr> libraryV6(const std::string& text) {
-  Ip6Addr::Bytes bytes;
-  if (inet_pton(AF_INET6, text.c_str(), bytes.data()) != 1) return std::nullopt;
-  return Ip6Addr(bytes);
-}
-
-/// All readers of a text agree with what the library made of it, the one for either family too.
 template <class T>
-void expectRead(const std::string& text, const std::optional<T>& library) {
-  EXPECT_EQ(T::fromText(text), library) << text;
-  T v{};
-  IpGenAddr general;
-  if (library) {
-    Forma::strepToValue(String8(text), &v);
-    Forma::strepToValue(String8(text), &general);
-    EXPECT_EQ(v, *library) << text;
-    EXPECT_EQ(general, IpGenAddr(*library)) << text;
-  } else {
-    EXPECT_THROW(Forma::strepToValue(String8(text), &v), Forma::Exception) << text;
-    EXPECT_EQ(v, T()) << text;
-  }
+std::optional<T> library(const std::string& text) {
+  typename T::Bytes bytes;
+  const int family = bytes.size() == 4 ? AF_INET : AF_INET6;
+  if (inet_pton(family, text.c_str(), bytes.data()) != 1) return std::nullopt;
+  return T(bytes);
 }
 
-TEST(IpAddressTest, AgreesWithTheLibraryOnIpv4) {
+/// A prefix by its definition: an address, a length in plain digits, and no bits behind it.
+std::optional<IpGenPrefix> libraryPrefix(const std::string& text) {
+  const std::size_t slash = std::min(text.rfind('/'), text.size());
+  const auto v4 = library<IpAddr>(text.substr(0, slash));
+  const auto v6 = library<Ip6Addr>(text.substr(0, slash));
+  if (slash == text.size() || (!v4 && !v6)) return std::nullopt;
+  const IpGenAddr address = v4 ? IpGenAddr(*v4) : IpGenAddr(*v6);
+  const std::string digits = text.substr(slash + 1);
+  unsigned length = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), length);
+  if (digits != std::to_string(length) || length > address.bits()) return std::nullopt;
+  for (unsigned bit = length; bit < address.bits(); ++bit)
+    if (address.bytes()[bit / 8] & 0x80u >> bit % 8) return std::nullopt;
+  return IpGenPrefix(address, length);
+}
+
+/// All readers of a text agree with what the library made of it.
+template <class T>
+bool expectRead(const std::string& text, const std::optional<T>& expected) {
+  EXPECT_EQ(T::fromText(text), expected) << text;
+  if (expected) EXPECT_EQ(parsed<T>(text), *expected) << text;
+  else expectRefused(T(), {text});
+  return expected.has_value();
+}
+
+template <class T>
+void expectAgreement(const std::string& special, int leastAccepted) {
   Random random(20);
-  unsigned accepted = 0;
-  for (int i = 0; i < 20000; ++i) {
-    const IpAddr addr(next(random) & (next(random) % 4 ? ~0u : 0x0a0000ffu));
-    char text[INET_ADDRSTRLEN];
-    inet_ntop(AF_INET, addr.bytes().data(), text, sizeof text);
-    ASSERT_EQ(textOf(addr), text);
-    ASSERT_EQ(textOf(IpGenAddr(addr)), text);
-    expectRead<IpAddr>(text, addr);
-    const std::string other = mutated(text, random);
-    const auto library = libraryV4(other);
-    accepted += library.has_value();
-    expectRead(other, library);
-    if (HasFailure()) FAIL() << "at step " << i;
-  }
-  EXPECT_GT(accepted, 1000u);  // the mutations reach both sides
-}
-
-TEST(IpAddressTest, AgreesWithTheLibraryOnIpv6) {
-  Random random(6);
-  unsigned accepted = 0;
-  for (int i = 0; i < 60000; ++i) {
-    const Ip6Addr addr = randomV6(random);
+  int accepted = 0;
+  for (int i = 0; i < 30'000 && !testing::Test::HasFailure(); ++i) {
+    const T addr = randomOf(random, T());
     char text[INET6_ADDRSTRLEN];
-    inet_ntop(AF_INET6, addr.bytes().data(), text, sizeof text);
+    inet_ntop(sizeof addr == 4 ? AF_INET : AF_INET6, addr.bytes().data(), text, sizeof text);
     // The library embeds IPv4 behind 96 zero bits too, where we print groups.
-    const bool embedded = std::string_view(text).find('.') != std::string_view::npos;
-    if (!embedded || addr.bytes()[10] == 0xff) {
-      ASSERT_EQ(textOf(addr), text);
-    }
-    ASSERT_EQ(textOf(IpGenAddr(addr)), textOf(addr));
-    expectRead<Ip6Addr>(textOf(addr), addr);
-    const std::string other = mutated(next(random) % 4 ? text : "1:2:3:4:5:6:7.8.9.10", random);
-    const auto library = libraryV6(other);
-    accepted += library.has_value();
-    expectRead(other, library);
-    if (HasFailure()) FAIL() << "at step " << i;
+    const bool embedded = sizeof addr == 16 && std::string_view(text).starts_with("::") &&
+                          std::string_view(text).find('.') != std::string_view::npos;
+    EXPECT_TRUE((embedded && addr.bytes()[10] != 0xff) || textOf(addr) == text) << text;
+    expectRead<T>(textOf(addr), addr);
+    expectRead<IpGenAddr>(textOf(IpGenAddr(addr)), addr);
+    const std::string other = mutated(next(random) % 4 ? text : special, random);
+    accepted += expectRead(other, library<T>(other));
+    const std::string prefix =
+        textOf(addr) + '/' + std::to_string(next(random) % (8 * sizeof addr));
+    for (const std::string& one : {prefix, mutated(prefix, random)})
+      accepted += expectRead(one, libraryPrefix(one));
   }
-  EXPECT_GT(accepted, 5000u);
+  EXPECT_GT(accepted, leastAccepted);  // the mutations reach both sides
 }
 
-TEST(IpAddressTest, PrintsTheCanonicalText) {
-  const std::pair<const char*, const char*> texts[] = {
-      {"0:0:0:0:0:0:0:0", "::"},
-      {"2001:DB8:0:0:1:0:0:1", "2001:db8::1:0:0:1"},
-      {"2001:db8:0:1:1:1:1:1", "2001:db8:0:1:1:1:1:1"},
-      {"1:0:0:2:0:0:0:3", "1:0:0:2::3"},
-      {"0001:0020:0300:4000:5:6:0:0", "1:20:300:4000:5:6::"},
-      {"::1.2.3.4", "::102:304"},
-      {"::ffff:1.2.3.4", "::ffff:1.2.3.4"},
-      {"0:0:0:0:0:FFFF:0:0", "::ffff:0.0.0.0"},
-      {"64:ff9b::192.0.2.33", "64:ff9b::c000:221"},
-      {"1::2:3:4:5:6:7", "1:0:2:3:4:5:6:7"},
-      {"ffff:ffff:ffff:ffff:ffff:ffff:255.255.255.255", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"}};
-  for (const auto& [given, printed] : texts) EXPECT_EQ(IpGenAddr(given).stringValue(), printed);
-  EXPECT_EQ(IpGenAddr("none"), IpGenAddr());
-  EXPECT_EQ(textOf(IpGenAddr()), "none");
+TEST(IpAddressTest, AgreesWithTheLibraryOnIpv4) { expectAgreement<IpAddr>("10.0.0.1", 1000); }
+TEST(IpAddressTest, AgreesWithTheLibraryOnIpv6) {
+  expectAgreement<Ip6Addr>("1:2:3:4:5:6:7.8.9.10", 5000);
 }
 
 TEST(IpAddressTest, BadTextIsNamedAndNothingAssigned) {
@@ -174,58 +116,42 @@ TEST(IpAddressTest, BadTextIsNamedAndNothingAssigned) {
       {"1::2::3 via", "Invalid IP address \"1::2::3\""},
       {"hello, world", "Invalid IP address \"hello\""},
       {"", "Invalid IP address \"\""}};
+  IpGenAddr kept("10.0.0.1");
   for (const auto& [text, error] : errors) {
-    IpGenAddr v("10.0.0.1");
     Forma::TextIn in(text);
-    EXPECT_THAT([&] { Forma::parse(in, v); }, ThrowsMessage<RangeException>(StrEq(error)));
-    EXPECT_EQ(v, IpGenAddr("10.0.0.1"));
+    expectRangeError([&] { Forma::parse(in, kept); }, error);
     EXPECT_EQ(in.rest(), text);
   }
-  EXPECT_THAT([] { IpGenAddr("10.0.0.1 "); },
-              ThrowsMessage<RangeException>(StrEq("Invalid IP address \"10.0.0.1 \"")));
-  EXPECT_THAT([] { IpAddr(std::string(100, '1')); },
-              ThrowsMessage<RangeException>(
-                  StrEq("Invalid IP address \"" + std::string(60, '1') + "...\"")));
-  IpGenAddr kept("::1");
-  EXPECT_THROW(kept.stringValueIs("nonexistent"), RangeException);
-  EXPECT_EQ(kept.stringValue(), "::1");
-}
-
-TEST(IpAddressTest, ReadsTheAddressAndStopsBehindIt) {
-  for (const char* address : {"192.0.2.1", "2001:db8::", "::ffff:1.2.3.4", "none"})
-    for (const char* behind : {"", " via", ", 'x'", "})", "/24", "%eth0"}) {
-      const std::string text = std::string(address) + behind;
-      const char* at = text.data();
-      IpGenAddr v;
-      Netbase::sequenceToValue(at, text.data() + text.size(), &v);
-      EXPECT_EQ(textOf(v), address);
-      EXPECT_STREQ(at, behind);
-    }
+  expectRangeError([&] { kept.stringValueIs("::1 "); }, "Invalid IP address \"::1 \"");
+  expectRangeError([&] { kept.stringValueIs(String8(std::string(100, '1'))); },
+                   "Invalid IP address \"" + std::string(60, '1') + "...\"");
+  EXPECT_EQ(kept, IpGenAddr("10.0.0.1"));
+  IpGenPrefix prefix("10.0.0.0/8");
+  Forma::TextIn in("::1/127}");
+  expectRangeError([&] { Forma::parse(in, prefix); }, "Invalid IP prefix \"::1/127\"");
+  for (const char* bad : {"", "/8", "none/0", "10.0.0.0/256", "10.0.0.0/8/8", "::/1000", "1::/"})
+    expectRangeError([&] { prefix.stringValueIs(bad); },
+                     "Invalid IP prefix \"" + std::string(bad) + "\"");
+  EXPECT_EQ(prefix, IpGenPrefix("10.0.0.0/8"));
 }
 
 TEST(IpAddressTest, FamilyDecidesWhatMayBeAsked) {
   EXPECT_EQ(IpGenAddr("10.1.2.3").v4().value(), 0x0a010203u);
   EXPECT_EQ(IpGenAddr("::1").v6(), Ip6Addr("::1"));
-  EXPECT_THAT([] { IpGenAddr("::1").v4(); },
-              ThrowsMessage<RangeException>(StrEq("IpGenAddr::af != ipv4 not allowed")));
-  EXPECT_THAT([] { IpGenAddr().v6(); },
-              ThrowsMessage<RangeException>(StrEq("IpGenAddr::af != ipv6 not allowed")));
-  EXPECT_EQ(IpGenAddr().af(), afUnknown());
-  EXPECT_EQ(IpGenAddr("::").af(), ipv6());
-  EXPECT_TRUE(IpGenAddr("0.0.0.0").isV4());
-  EXPECT_NE(IpGenAddr("0.0.0.0"), IpGenAddr());
-  EXPECT_NE(IpGenAddr("0.0.0.0").hash(), IpGenAddr("::").hash());
+  expectRangeError([] { IpGenAddr("::1").v4(); }, "IpGenAddr::af != ipv4 not allowed");
+  expectRangeError([] { IpGenAddr().v6(); }, "IpGenAddr::af != ipv6 not allowed");
 }
 
 TEST(IpAddressTest, WireIsFamilyAndBytesInNetworkOrder) {
-  expectWire(IpAddr("10.0.0.1"), {"\x0a\0\0\1", 4});
-  expectWire(Ip6Addr("1:2::f"), {"\0\1\0\2\0\0\0\0\0\0\0\0\0\0\0\x0f", 16});
-  expectWire(IpGenAddr(), {"\0", 1});
-  expectWire(IpGenAddr("10.0.0.1"), {"\1\x0a\0\0\1", 5});
-  expectWire(IpGenAddr("::1"), {"\2\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\1", 17});
-  expectWire(IpGenPrefix(), {"\0\0", 2});
-  expectWire(IpGenPrefix("10.0.0.0/8"), {"\1\x0a\0\0\0\x08", 6});
-  expectWire(IpGenPrefix("2001:db8::/32"));
+  expectForms(IpAddr("10.0.0.1"), "10.0.0.1", {"\x0a\0\0\1", 4});
+  expectForms(Ip6Addr("1:2::F"), "1:2::f", {"\0\1\0\2\0\0\0\0\0\0\0\0\0\0\0\x0f", 16});
+  expectForms(Ip6Addr("::0.0.0.15"), "::f", {"\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x0f", 16});
+  expectForms(Ip6Addr("::1.2.0.0"), "::102:0", {"\0\0\0\0\0\0\0\0\0\0\0\0\1\2\0\0", 16});
+  expectForms(IpGenAddr(), "none", {"\0", 1});
+  expectForms(IpGenAddr("10.0.0.1"), "10.0.0.1", {"\1\x0a\0\0\1", 5});
+  expectForms(IpGenAddr("::1"), "::1", {"\2\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\1", 17});
+  expectForms(IpGenPrefix(), "none", {"\0\0", 2});
+  expectForms(IpGenPrefix("10.0.0.0/8"), "10.0.0.0/8", {"\1\x0a\0\0\0\x08", 6});
   EXPECT_THROW(decoded<IpGenAddr>("\3"), ParseException);
   for (const std::string_view bad : {"\1\x0a\0\0\1\x08", "\1\x0a\0\0\0\x21"})
     EXPECT_THROW(decoded<IpGenPrefix>({bad.data(), 6}), RangeException);
@@ -233,65 +159,18 @@ TEST(IpAddressTest, WireIsFamilyAndBytesInNetworkOrder) {
 }
 
 TEST(IpAddressTest, OrderIsFamilyThenAddressThenLength) {
-  const char* const ascending[] = {
-      "none",        "0.0.0.0/0",   "0.0.0.0/1",      "9.255.255.255/32",   "10.0.0.0/8",
-      "10.0.0.0/32", "10.0.0.1/32", "192.168.0.0/16", "255.255.255.255/32", "::/0",
-      "::/128",      "::1/128",     "::100/128",      "0:0:0:1::/64",       "1::/64",
-      "7fff::/128",  "8000::/1",    "ffff::/16"};
-  std::vector<IpGenPrefix> values;
-  for (const char* text : ascending) {
-    values.emplace_back(text);
-    EXPECT_EQ(textOf(values.back()), text);
+  std::vector<IpGenPrefix> prefixes;
+  std::vector<IpGenAddr> addresses;
+  for (const char* text :
+       {"none", "0.0.0.0/0", "0.0.0.0/1", "9.255.255.255/32", "10.0.0.0/8", "10.0.0.0/32",
+        "10.0.0.1/32", "192.168.0.0/16", "255.255.255.255/32", "::/0", "::/128", "::1/128",
+        "::100/128", "0:0:0:1::/64", "1::/64", "7fff::/128", "8000::/1", "ffff::/16"}) {
+    const IpGenPrefix& prefix = prefixes.emplace_back(text);
+    if (addresses.empty() || addresses.back() != prefix.address())
+      addresses.push_back(prefix.address());
   }
-  for (std::size_t a = 0; a < values.size(); ++a)
-    for (std::size_t b = 0; b < values.size(); ++b) {
-      EXPECT_EQ(values[a] <=> values[b], a <=> b) << values[a] << ' ' << values[b];
-      EXPECT_EQ(values[a] == values[b], a == b);
-      EXPECT_EQ(values[a].hash() == values[b].hash(), a == b);
-      EXPECT_LE((values[a].address() <=> values[b].address()) == 0 ? 0 : 1, a == b ? 0 : 1);
-    }
-}
-
-TEST(IpPrefixTest, MalformedTextAndBitsBehindTheLengthAreRefused) {
-  for (const char* bad : {"",
-                          "10.0.0.0",
-                          "10.0.0.0/",
-                          "10.0.0.0/33",
-                          "10.0.0.0/08",
-                          "10.0.0.1/31",
-                          "10.0.0/8",
-                          "128.0.0.0/0",
-                          "10.0.0.0/8/8",
-                          "10.0.0.0/ 8",
-                          "10.0.0.0/8 ",
-                          "10.0.0.0/+8",
-                          "10.0.0.0/-1",
-                          "10.0.0.0/256",
-                          "10.0.0.0/8.",
-                          "10.0.0.0//8",
-                          "/8",
-                          "none/0",
-                          "::/129",
-                          "::/1000",
-                          "::1/127",
-                          "0:0:0:1::/63",
-                          "8000::/0",
-                          "1::/",
-                          "::/0x0",
-                          "0:0:0:0:8000::/64",
-                          "nonesuch"}) {
-    IpGenPrefix v("10.0.0.0/8");
-    EXPECT_EQ(IpGenPrefix::fromText(bad), std::nullopt) << bad;
-    EXPECT_THROW(Forma::strepToValue(bad, &v), Forma::Exception) << bad;
-    EXPECT_THAT([&] { v.stringValueIs(bad); },
-                ThrowsMessage<RangeException>("Invalid IP prefix \"" + std::string(bad) + "\""));
-    EXPECT_EQ(v, IpGenPrefix("10.0.0.0/8"));
-  }
-  const char* const behind = "::1/127}";
-  IpGenPrefix v;
-  Forma::TextIn in(behind);
-  EXPECT_THAT([&] { Forma::parse(in, v); },
-              ThrowsMessage<RangeException>(StrEq("Invalid IP prefix \"::1/127\"")));
+  expectOrder(prefixes);
+  expectOrder(addresses);
 }
 
 TEST(IpPrefixTest, ConstructionNamesTheBoundThatIsBroken) {
@@ -302,56 +181,37 @@ TEST(IpPrefixTest, ConstructionNamesTheBoundThatIsBroken) {
       {"::", 129, "IpGenPrefix::length > 128 not allowed"},
       {"none", 1, "IpGenPrefix::length > 0 not allowed"},
       {"10.0.0.1", 31, bits},
-      {"::1", 127, bits},
       {"0:0:0:1::", 63, bits}};
-  for (const auto& one : bad) {
-    const auto make = [&] { IpGenPrefix(IpGenAddr(std::get<0>(one)), std::get<1>(one)); };
-    EXPECT_THAT(make, ThrowsMessage<RangeException>(StrEq(std::get<2>(one))));
+  for (const auto& [address, length, error] : bad)
+    expectRangeError([a = address, n = length] { IpGenPrefix(IpGenAddr(a), n); }, error);
+}
+
+/// Flips one bit of a network address: outside its prefix the two still agree.
+template <class T>
+void expectContainsByBits() {
+  Random random(33);
+  for (int i = 0; i < 10'000; ++i) {
+    constexpr unsigned bits = 8 * sizeof(T);
+    const unsigned length = next(random) % (bits + 1), flipped = next(random) % bits;
+    auto bytes = randomOf(random, T()).bytes();
+    const IpGenAddr inside{T(bytes)};
+    bytes[flipped / 8] ^= static_cast<std::uint8_t>(0x80u >> flipped % 8);
+    const IpGenAddr other{T(bytes)};
+    for (unsigned bit = length; bit < bits; ++bit)
+      bytes[bit / 8] &= static_cast<std::uint8_t>(~(0x80u >> bit % 8));
+    const IpGenPrefix prefix(IpGenAddr(T(bytes)), length);
+    EXPECT_TRUE(prefix.contains(other)) << prefix << ' ' << other;
+    EXPECT_EQ(prefix.contains(inside), flipped >= length) << prefix << ' ' << inside;
   }
-  EXPECT_EQ(IpGenPrefix(IpGenAddr("10.0.0.0"), 8), IpGenPrefix("10.0.0.0/8"));
-  EXPECT_EQ(IpGenPrefix(IpGenAddr(), 0), IpGenPrefix());
-}
-
-/// Compares bit for bit.
-bool agreesOn(unsigned length, const IpGenAddr& a, const IpGenAddr& b) {
-  for (unsigned bit = 0; bit < length; ++bit)
-    if ((a.bytes()[bit / 8] ^ b.bytes()[bit / 8]) & (0x80u >> bit % 8)) return false;
-  return true;
-}
-
-/// The address with `from` and all bits behind it cleared.
-IpGenAddr cleared(const IpGenAddr& v, unsigned from) {
-  Ip6Addr::Bytes bytes = v.bytes();
-  for (unsigned bit = from; bit < v.bits(); ++bit)
-    bytes[bit / 8] &= static_cast<std::uint8_t>(~(0x80u >> bit % 8));
-  if (v.isV6()) return Ip6Addr(bytes);
-  return IpAddr(IpAddr::Bytes{bytes[0], bytes[1], bytes[2], bytes[3]});
 }
 
 TEST(IpPrefixTest, ContainsWhatAgreesInItsBits) {
-  Random random(33);
-  for (int i = 0; i < 20000; ++i) {
-    const bool v4 = next(random) % 2 == 0;
-    const IpGenAddr addr = v4 ? IpGenAddr(IpAddr(next(random))) : IpGenAddr(randomV6(random));
-    const unsigned length = next(random) % (addr.bits() + 1);
-    const IpGenPrefix prefix(cleared(addr, length), length);
-    EXPECT_TRUE(prefix.contains(addr)) << prefix << ' ' << addr;
-
-    Ip6Addr::Bytes bytes = addr.bytes();
-    const unsigned flipped = next(random) % addr.bits();
-    bytes[flipped / 8] ^= static_cast<std::uint8_t>(0x80u >> flipped % 8);
-    const IpGenAddr other =
-        v4 ? IpGenAddr(IpAddr(IpAddr::Bytes{bytes[0], bytes[1], bytes[2], bytes[3]}))
-           : IpGenAddr(Ip6Addr(bytes));
-    EXPECT_EQ(prefix.contains(other), agreesOn(length, addr, other)) << prefix << ' ' << other;
-    EXPECT_EQ(IpGenPrefix::fromText(textOf(other) + '/' + std::to_string(length)).has_value(),
-              cleared(other, length) == other);
-    EXPECT_EQ(IpGenPrefix(textOf(prefix)), prefix);
-    if (HasFailure()) FAIL() << "at step " << i;
-  }
+  expectContainsByBits<IpAddr>();
+  expectContainsByBits<Ip6Addr>();
   EXPECT_FALSE(IpGenPrefix("0.0.0.0/0").contains(IpGenAddr("::")));
   EXPECT_FALSE(IpGenPrefix("::/0").contains(IpGenAddr("0.0.0.0")));
   EXPECT_FALSE(IpGenPrefix().contains(IpGenAddr()));
 }
 
 }  // namespace
+}  // namespace Netbase
