@@ -96,14 +96,8 @@ std::size_t eraseGateway(Vias& vias, const IpGenAddr& gateway) {
 }
 
 RouteFile FrrReader::read(std::string_view text) {
-  LineReader lines(text, LineReader::Syntax::plain);
-  while (const auto line = lines.next()) {
-    try {
-      readLine(*line);
-    } catch (const Refusal& refusal) {
-      file_.diagnostics.push_back(refusal.why);
-    }
-  }
+  readLines(text, LineReader::Syntax::plain, file_.diagnostics,
+            [this](const Line& line) { readLine(line); });
   return std::move(file_);
 }
 

@@ -62,14 +62,8 @@ class Iproute2Reader {
 };
 
 RouteFile Iproute2Reader::read(std::string_view text) {
-  LineReader lines(text, LineReader::Syntax::shell);
-  while (const auto line = lines.next()) {
-    try {
-      readLine(*line);
-    } catch (const Refusal& refusal) {
-      file_.diagnostics.push_back(refusal.why);
-    }
-  }
+  readLines(text, LineReader::Syntax::shell, file_.diagnostics,
+            [this](const Line& line) { readLine(line); });
   return std::move(file_);
 }
 

@@ -4,41 +4,25 @@ namespace StaticRoutes {
 
 namespace {
 
-/// Whether that changed anything.
-bool viasAre(Mpls::Route& route, const Vias& vias) {
-  bool changed = false;
-  for (const Mpls::Via& via : vias) {
-    if (route.viaFind(via)) continue;
-    route.viaIs(via, true);
-    changed = true;
-  }
-  for (const auto& one : route.viaIteratorConst()) {
-    if (vias.contains(one.key)) continue;
-    route.viaDel(one.key);
-    changed = true;
-  }
-  return changed;
+void viasAre(Mpls::Route& route, const Vias& vias) {
+  for (const Mpls::Via& via : vias)
+    if (!route.viaFind(via)) route.viaIs(via, true);
+  for (const auto& one : route.viaIteratorConst())
+    if (!vias.contains(one.key)) route.viaDel(one.key);
 }
 
 }  // namespace
 
-RouteDifference routesAre(Mpls::RouteConfigInput& input,
-                          const std::map<Mpls::RouteKey, Vias>& routes, bool dynamic) {
-  RouteDifference difference;
-  for (const auto& one : input.routeIteratorConst()) {
-    if (routes.contains(one.key)) continue;
-    input.routeDel(one.key);
-    ++difference.removed;
-  }
+void routesAre(Mpls::RouteConfigInput& input, const std::map<Mpls::RouteKey, Vias>& routes,
+               bool dynamic) {
+  for (const auto& one : input.routeIteratorConst())
+    if (!routes.contains(one.key)) input.routeDel(one.key);
   for (const auto& [key, vias] : routes) {
     const bool there = input.routeFind(key) != nullptr;
     const Forma::Ptr<Mpls::Route> route = input.routeIs(key);
     if (!there) route->dynamicIs(dynamic);
-    const bool changed = viasAre(*route, vias);
-    if (!there) ++difference.added;
-    else if (changed) ++difference.changed;
+    viasAre(*route, vias);
   }
-  return difference;
 }
 
 }  // namespace StaticRoutes

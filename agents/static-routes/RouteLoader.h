@@ -6,25 +6,17 @@
 ///           no notification.
 #pragma once
 
-#include <cstddef>
+#include <map>
 
 #include "agents/static-routes/RouteFile.h"
 #include "mpls/entities/RouteConfig.h"
 
 namespace StaticRoutes {
 
-/// How many routes came, changed their vias and went.
-struct RouteDifference {
-  std::size_t added = 0;
-  std::size_t changed = 0;
-  std::size_t removed = 0;
-  bool operator==(const RouteDifference&) const = default;
-};
-
 /// Makes the routes of `input` those given, touching only what differs. A changed route gets its
 /// new vias before it loses old ones: it is never without any. New routes are marked `dynamic`
 /// as told.
-RouteDifference routesAre(Mpls::RouteConfigInput& input,
-                          const std::map<Mpls::RouteKey, Vias>& routes, bool dynamic);
+void routesAre(Mpls::RouteConfigInput& input, const std::map<Mpls::RouteKey, Vias>& routes,
+               bool dynamic);
 
 }  // namespace StaticRoutes

@@ -76,6 +76,21 @@ class WordReader {
   std::size_t at_;
 };
 
+/// Hands each line of a text to `readLine`. What that refuses becomes a diagnostic, and the reading
+/// goes on with the next line.
+template <class ReadLine>
+void readLines(std::string_view text, LineReader::Syntax syntax,
+               std::vector<Diagnostic>& diagnostics, ReadLine readLine) {
+  LineReader lines(text, syntax);
+  while (const auto line = lines.next()) {
+    try {
+      readLine(*line);
+    } catch (const Refusal& refusal) {
+      diagnostics.push_back(refusal.why);
+    }
+  }
+}
+
 /// Refuses a word.
 [[noreturn]] void refuse(const Word& word, std::string_view what);
 

@@ -40,20 +40,18 @@ Routes routesOf(const Mpls::RouteConfigInput& input) {
 
 class RouteLoaderTest : public testing::Test {
  protected:
-  RouteDifference load(const Routes& routes) { return routesAre(*input, routes, true); }
+  void load(const Routes& routes) { routesAre(*input, routes, true); }
 
   const Forma::Ptr<Mpls::RouteConfigInput> input = Mpls::routeConfigInputFactory("te");
 };
 
 TEST_F(RouteLoaderTest, OnlyWhatDiffersIsTold) {
-  EXPECT_EQ(load({{key(1), {via(20)}}, {key(2), {via(20), via(21)}}, {key(3), {via(20)}}}),
-            (RouteDifference{3, 0, 0}));
+  load({{key(1), {via(20)}}, {key(2), {via(20), via(21)}}, {key(3), {via(20)}}});
   EXPECT_TRUE(input->route(key(1))->dynamic());
   const Forma::Ptr<Mpls::Route> kept = input->route(key(2));
   Counter counter;
   counter.notifierIs(input);
-  EXPECT_EQ(load({{key(2), {via(21), via(22)}}, {key(3), {via(20)}}, {key(4), {via(20)}}}),
-            (RouteDifference{1, 1, 1}));
+  load({{key(2), {via(21), via(22)}}, {key(3), {via(20)}}, {key(4), {via(20)}}});
   EXPECT_EQ(input->route(key(2)), kept);
   EXPECT_EQ(counter.told[key(1)], 1);  // gone
   EXPECT_EQ(counter.told[key(2)], 2);  // one via more, one less
@@ -79,7 +77,10 @@ TEST_F(RouteLoaderTest, AfterAnySequenceTheInputIsWhatTheLastFileSaid) {
     for (auto n = below(8); n > 0; --n) routes[key(16 + below(10))].insert(via(16 + below(4)));
     load(routes);
     ASSERT_EQ(routesOf(*input), routes) << "seed " << seed << ", step " << step;
-    ASSERT_EQ(load(routes), RouteDifference()) << "seed " << seed << ", step " << step;
+    Counter counter;
+    counter.notifierIs(input);
+    load(routes);
+    ASSERT_TRUE(counter.told.empty()) << "seed " << seed << ", step " << step;
   }
 }
 
