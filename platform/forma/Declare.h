@@ -31,7 +31,8 @@
   }
 #define FORMA_VISIT_ENTITY_MEMBER(Type, name)                               \
   visit(#name, &Type::name##_, FORMA_CALL(name##Is), FORMA_CALL(name##Del), \
-        FORMA_CALL(name##Notify));
+        FORMA_CALL(name##Notify),                                           \
+        [](auto* type) { return std::remove_pointer_t<decltype(type)>::name##Initial(); });
 
 /// FORMA_ENTITY(full name, base, members...): first line of the class.
 #define FORMA_ENTITY(Type, Base, ...)                                                 \
@@ -111,10 +112,12 @@
   void name##Is(Type v) {                                       \
     FORMA_LISTED(name);                                         \
     if (name##_.value == v) return;                             \
+    formaMayChange();                                           \
     std::swap(name##_.value, v);                                \
     name##Notify();                                             \
   }                                                             \
   void name##Notify() const { FORMA_NOTIFY(name, callback)(); } \
+  static Type name##Initial() { return Type{__VA_ARGS__}; }     \
                                                                 \
  private:                                                       \
   ::Forma::Attribute<Type> name##_{__VA_ARGS__};
@@ -129,6 +132,7 @@
     return ::Forma::WalkRange<decltype(name##_.map), Yielded>(this, name##_.map); \
   }                                                                               \
   void name##Del(Key key) {                                                       \
+    formaMayChange();                                                             \
     decltype(name##_)::Held gone{};                                               \
     if (!name##_.map.take(key, &gone)) return;                                    \
     name##_.removed(gone);                                                        \
@@ -155,6 +159,7 @@
   /** The value at `key`, valid until the next change; null when there is none. */           \
   const ValueType* name##Find(const KeyType& key) const { return name##_.map.find(key); }    \
   void name##Is(KeyType key, ValueType value) {                                              \
+    formaMayChange();                                                                        \
     if (name##_.put(key, std::move(value))) FORMA_NOTIFY(name, callback)(key);               \
   }                                                                                          \
   void newName(KeyType key, ValueType value) { name##Is(std::move(key), std::move(value)); } \
@@ -180,6 +185,7 @@
   ElementType* name##Find(const Key& key) const { return name##_.find(key); }                     \
   void name##Is(Key key, ::Forma::Ptr<ElementType> element) {                                     \
     if (!element) ::Forma::throwNullParameter(formaTypeName, #name);                              \
+    formaMayChange();                                                                             \
     name##_.map.put(key, std::move(element));                                                     \
     FORMA_NOTIFY(name, callback)(key);                                                            \
   }                                                                                               \
@@ -200,10 +206,9 @@
 
 #define FORMA_CHILDREN_THAT(surfaces, Key, ElementType, name, newName, callback)               \
  private:                                                                                      \
-  ::Forma::Children<Key, ElementType> name##_;                                                 \
+  ::Forma::Children<Key, ElementType, surfaces> name##_;                                       \
                                                                                                \
  public:                                                                                       \
-  static constexpr bool name##Surfaces = surfaces;                                             \
   ::Forma::Ptr<ElementType> name(const Key& key) const { return name##Find(key); }             \
   /** The child at `key`, not owned; null when there is none. */                               \
   ElementType* name##Find(const Key& key) const { return name##_.find(key); }                  \
@@ -214,6 +219,7 @@
       if constexpr (sizeof...(args) != 0) ::Forma::refuseOtherArguments(*there, key, args...); \
       return there;                                                                            \
     }                                                                                          \
+    formaMayChange();                                                                          \
     ::Forma::Ptr<ElementType> made(new ElementType(key, std::move(args)...));                  \
     formaAdopt(*made, formaIndex(#name), surfaces);                                            \
     name##_.map.put(key, made);                                                                \
@@ -252,6 +258,7 @@
     return name##Is(std::move(args)...);                                          \
   }                                                                               \
   void name##Del() {                                                              \
+    formaMayChange();                                                             \
     const ::Forma::Ptr<ElementType> gone = std::exchange(name##_.child, nullptr); \
     if (!gone) return;                                                            \
     gone->formaOrphan();                                                          \
@@ -270,6 +277,7 @@
       std::apply(check, arguments);                                               \
       return name##_.child;                                                       \
     }                                                                             \
+    formaMayChange();                                                             \
     ::Forma::Ptr<ElementType> made(std::apply(make, arguments));                  \
     formaAdopt(*made, formaIndex(#name), false);                                  \
     name##_.child = made;                                                         \

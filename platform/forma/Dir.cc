@@ -12,12 +12,25 @@ void Dir::entryIs(Ptr<Entity> child) {
     if (above == child.get())
       throwRangeException("Dir::entry that holds the directory not allowed");
   if (child->parent() && child->parent() != this) child->deletedIs(true);
+  formaMayChange();
+  const Name name = child->name();
+  formaFile(std::move(child));
+  entryNotify(name);
+}
+
+void Dir::formaFile(Ptr<Entity> child) {
   const Name name = child->name();
   Ptr<Entity> before = entry(name);
   if (before && before != child) before->formaOrphan();
-  formaAdopt(*child, formaIndex("entry"), false);
-  entry_.map.put(name, child);
-  entryNotify(name);
+  adoptApart(*child, formaIndex("entry"), false);
+  entry_.map.put(name, std::move(child));
+}
+
+bool Dir::drop(const Name& name) {
+  Ptr<Entity> gone;
+  if (!entry_.map.take(name, &gone)) return false;
+  entry_.removed(gone);
+  return true;
 }
 
 Ptr<Entity> Dir::newEntity(const TypeRegistry& registry, std::string_view typeName, Name name) {
@@ -32,7 +45,7 @@ Ptr<Entity> Dir::newEntity(const TypeRegistry& registry, std::string_view typeNa
   return made;
 }
 
-void Dir::formaEntries(MemberType& type, Children<Name, Entity, MemberKind::entries> Dir::*) {
+void Dir::formaEntries(MemberType& type, Entries Dir::*) {
   const auto as = [](const Entity& e) -> const Dir& { return static_cast<const Dir&>(e); };
   const auto name = [](const void* key) -> const Name& { return *static_cast<const Name*>(key); };
   type.keyType = typeName<Name>();
@@ -50,6 +63,13 @@ void Dir::formaEntries(MemberType& type, Children<Name, Entity, MemberKind::entr
     auto& self = static_cast<Dir&>(e);
     const Name key = child.name();
     if (self.entry_.find(key) == &child) self.entryDel(key);
+  };
+  type.replica.key = &wireFormOf<Name>;
+  type.replica.tell = [name](const Entity& e, const void* key) {
+    static_cast<const Dir&>(e).entryNotify(name(key));
+  };
+  type.replica.drop = [name](Entity& e, const void* key) {
+    return static_cast<Dir&>(e).drop(name(key));
   };
   type.notifyChild = [](Entity& e, const Entity& child) {
     static_cast<Dir&>(e).entryNotify(child.name());

@@ -34,13 +34,19 @@ class MPLS_EXPORT Dir : public NamedEntity {
   /// cannot be made from a name alone, or when the entry is there and of another type.
   Ptr<Entity> newEntity(const TypeRegistry& registry, std::string_view typeName, Name name);
 
+  /// Replication only: files an entry without telling anybody, in a read-only copy, too.
+  void formaFile(Ptr<Entity> child);
+
+  using Entries = Children<Name, Entity, false, MemberKind::entries>;
   /// Registry access to the entries.
-  static void formaEntries(MemberType& type, Children<Name, Entity, MemberKind::entries> Dir::*);
+  static void formaEntries(MemberType& type, Entries Dir::*);
 
   FORMA_COLLECTION(Name, Ptr<Entity>, entry, onEntry)
 
  private:
-  Children<Name, Entity, MemberKind::entries> entry_;
+  bool drop(const Name& name);
+
+  Entries entry_;
 };
 
 FORMA_FACTORY(dirFactory, Dir, Name)

@@ -22,6 +22,7 @@ NotifieeBase* hole() {
 
 }  // namespace
 
+ChangeLog::~ChangeLog() = default;
 Entity::~Entity() { delete observers_; }
 NamedEntity::~NamedEntity() = default;
 
@@ -54,6 +55,12 @@ void Entity::deletedIs(bool deleted) {
 }
 
 void Entity::formaAdopt(Entity& child, std::uint8_t member, bool surfaces) {
+  adoptApart(child, member, surfaces);
+  if (flags_ & (loggedFlag | readOnlyFlag)) [[unlikely]]
+    child.formaReplicaIs(formaReplica());
+}
+
+void Entity::adoptApart(Entity& child, std::uint8_t member, bool surfaces) {
   child.parent_ = this;
   child.parentMember_ = member;
   child.flags_ = static_cast<std::uint8_t>(child.flags_ & ~(deletedFlag | surfacesFlag));
@@ -62,7 +69,37 @@ void Entity::formaAdopt(Entity& child, std::uint8_t member, bool surfaces) {
 
 void Entity::formaOrphan() {
   parent_ = nullptr;
-  flags_ = static_cast<std::uint8_t>((flags_ & ~surfacesFlag) | deletedFlag);
+  constexpr unsigned ended = surfacesFlag | loggedFlag | readOnlyFlag;
+  flags_ = static_cast<std::uint8_t>((flags_ & ~ended) | deletedFlag);
+}
+
+void Entity::formaReplicaIs(Replica replica) {
+  const unsigned flag = replica == Replica::original ? loggedFlag
+                        : replica == Replica::copy   ? readOnlyFlag
+                                                     : 0U;
+  constexpr unsigned both = loggedFlag | readOnlyFlag;
+  flags_ = static_cast<std::uint8_t>((flags_ & ~both) | flag);
+  for (const MemberType& member : formaType().members)
+    if (member.kind == MemberKind::children || member.kind == MemberKind::child)
+      member.each(*this, [&](const void*, const void* child) {
+        const_cast<Entity*>(static_cast<const Entity*>(child))->formaReplicaIs(replica);
+      });
+}
+
+Replica Entity::formaReplica() const {
+  if (flags_ & loggedFlag) return Replica::original;
+  return flags_ & readOnlyFlag ? Replica::copy : Replica::none;
+}
+
+ChangeLog* Entity::log() const {
+  const Entity* root = this;
+  while (root->parent_) root = root->parent_;
+  return root->formaLog();
+}
+
+void Entity::refuseChange() const {
+  if (const ChangeLog* log = this->log()) log->refuse(*this);
+  throwAccessException(fullName() + " is a read-only copy");
 }
 
 void Entity::keepFirst(std::exception_ptr& first) {
@@ -73,17 +110,28 @@ void Entity::Delivery::tellAny(NotifieeBase& any, std::uint8_t member, const voi
   static_cast<AnyNotifiee&>(any).onChange(*who.formaType().member(member), key);
 }
 
-/// A change that a delivery alone does not keep the entity for: it is one of the parent's, too, or
-/// another thread may drop the last reference.
+/// A change that a delivery alone does not keep the entity for: it is recorded, or one of the
+/// parent's, too, or another thread may drop the last reference.
 void Entity::tellPinned(const Change& change) const {
   const Ptr<Entity const> self(this);
+  const unsigned flags = flags_;
+  flags_ = static_cast<std::uint8_t>(flags & ~static_cast<unsigned>(relayedFlag | apartFlag));
   std::exception_ptr first;
+  if ((flags & (loggedFlag | relayedFlag)) == loggedFlag) {
+    try {
+      if (ChangeLog* log = this->log())
+        log->changed(*this, *formaType().member(change.member), change.key);
+    } catch (...) {
+      keepFirst(first);
+    }
+  }
   if (flags_ & observedFlag) {
     Delivery to(*this);
     change.deliver(change.how, to, first);
   }
-  if (flags_ & surfacesFlag) {
+  if ((flags_ & surfacesFlag) && !(flags & apartFlag)) {
     const Ptr<Entity> parent(parent_);
+    if (parent->flags_ & loggedFlag) parent->flags_ |= relayedFlag;  // the log has it of the child
     try {
       parent->formaType().member(parentMember_)->notifyChild(*parent, *this);
     } catch (...) {

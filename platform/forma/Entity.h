@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/Export.h"
+#include "platform/forma/ChangeLog.h"
 #include "platform/forma/Notifiee.h"
 #include "platform/forma/Ptr.h"
 #include "platform/forma/String8.h"
@@ -57,6 +58,23 @@ class MPLS_EXPORT Entity : public PtrInterface {
   /// Runtime only: the member that owned this entity let it go.
   void formaOrphan();
 
+  // ---- Replication (Content.h); for the layers that carry changes to other processes ------------
+
+  /// Makes the entity and its children, those to come included, originals or read-only copies.
+  void formaReplicaIs(Replica replica);
+  Replica formaReplica() const;
+  /// The log of the tree of which this entity is the root; null when there is none.
+  virtual ChangeLog* formaLog() const { return nullptr; }
+  /// Whether anybody is in the list of observers.
+  bool formaIsObserved() const { return (flags_ & observedFlag) != 0; }
+  /// The next change that is told is no change of the parent's: the teller announces that itself.
+  void formaNextApart() const {
+    if (flags_ & surfacesFlag) flags_ |= apartFlag;
+  }
+  /// Where the entity stands in its parent: a member's index, or noMember.
+  std::uint8_t formaParentMember() const { return parentMember_; }
+  static constexpr std::uint8_t noMember = 255;  // has a parent, stands in none of its members
+
  protected:
   Entity() = default;
 
@@ -67,6 +85,13 @@ class MPLS_EXPORT Entity : public PtrInterface {
     if (flags_ & toldFlags) [[unlikely]]
       tell<Callback, N, member, depth>(key...);
   }
+  /// Called by mutators before they change anything. Raises AccessException for a read-only copy.
+  void formaMayChange() const {
+    if (flags_ & readOnlyFlag) [[unlikely]]
+      refuseChange();
+  }
+  /// As formaAdopt; the child stays what it is to other processes.
+  void adoptApart(Entity& child, std::uint8_t member, bool surfaces);
 
  private:
   friend class NotifieeBase;
@@ -82,8 +107,10 @@ class MPLS_EXPORT Entity : public PtrInterface {
   static constexpr std::uint8_t loggedFlag = 4;    // changes are recorded for other processes
   static constexpr std::uint8_t toldFlags = observedFlag | surfacesFlag | loggedFlag;
   static constexpr std::uint8_t deletedFlag = 8;
-  static constexpr std::uint8_t pinnedFlag = 16;  // another thread may drop the last reference
-  static constexpr std::uint8_t noMember = 255;   // has a parent, stands in none of its members
+  static constexpr std::uint8_t pinnedFlag = 16;     // another thread may drop the last reference
+  static constexpr std::uint8_t relayedFlag = 32;    // the next change told is one of a child
+  static constexpr std::uint8_t apartFlag = 64;      // the next change told does not surface
+  static constexpr std::uint8_t readOnlyFlag = 128;  // a copy: mutators refuse
 
   /// A change on its way: what changed, and how those who observe the entity are told.
   struct Change {
@@ -97,6 +124,8 @@ class MPLS_EXPORT Entity : public PtrInterface {
   template <auto Callback, class N, std::uint8_t member, std::uint8_t depth, class... Key>
   [[gnu::noinline]] void tell(const Key&... key) const;
   void tellPinned(const Change& change) const;
+  ChangeLog* log() const;
+  [[noreturn]] void refuseChange() const;
   static void keepFirst(std::exception_ptr& first);
   void settle() const;
   void quieten() const;

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/Export.h"
+#include "platform/forma/MemberReplica.h"
 #include "platform/forma/Members.h"
 #include "platform/forma/TypeRegistry.h"
 
@@ -26,6 +27,7 @@ struct MemberType {
 
   std::string_view name;
   MemberKind kind;
+  std::uint8_t index = 0;      ///< among all members of the type, those of its bases first
   std::string_view keyType;    ///< empty for attributes and single children
   std::string_view valueType;  ///< a value type, or the entity type of the elements
   bool surfaces = false;       ///< a change of a child's content is a change of its key
@@ -53,12 +55,16 @@ struct MemberType {
   std::function<void(Entity& self, const Entity& child)> notifyChild;
   /// Removes `child`, which stands in this member.
   std::function<void(Entity& self, const Entity& child)> eraseChild;
+
+  MemberReplica replica;
 };
 
 /// One entity type.
 struct EntityType {
   std::string_view name;
   std::vector<MemberType> members;  ///< those of the bases first
+  /// The types of the constructor's arguments, as far as it declares them (FORMA_ARGUMENTS).
+  std::vector<std::string_view> arguments;
   /// Makes one from a name alone; null when the constructor takes something else.
   Ptr<Entity> (*make)(const Name& name) = nullptr;
 
@@ -75,34 +81,12 @@ struct EntityType {
 /// Raises NameException: the entity is not of that type.
 [[noreturn]] MPLS_EXPORT void throwNotA(const Entity& entity, std::string_view type);
 
-/// The key under which a collection files an element.
-template <class Key, class E>
-Key keyOf(const E& element) {
-  if constexpr (requires { element.formaKey(); }) return element.formaKey();
-  else return element.name();
-}
-
 /// Elements that bring a key of that type: the one they were made with, or their name.
 template <class E, class Key>
 concept KeyedBy = requires(const E& e) {
   { e.formaKey() } -> std::convertible_to<Key>;
 }
 || (!requires(const E& e) { e.formaKey(); } && std::convertible_to<Name, Key>);
-
-/// Whether a collection makes its elements from the key alone. Not so when the arguments that the
-/// element declares begin with the key and go on.
-template <class E, class Key>
-constexpr bool madeFromKey() {
-  if constexpr (!std::is_constructible_v<E, Key>) {
-    return false;
-  } else if constexpr (requires(const E& e) { e.formaArguments(); }) {
-    using Arguments = decltype(std::declval<const E&>().formaArguments());
-    return std::tuple_size_v<Arguments> == 1 ||
-           !std::is_same_v<std::tuple_element_t<0, Arguments>, Key>;
-  } else {
-    return true;
-  }
-}
 
 template <class... Ts>
 std::tuple<Ts...> argumentTuple(int, const Ts&... values) {
@@ -242,28 +226,53 @@ struct MemberAccess {
   }
 };
 
-template <class T, class M, class Is, class Del, class Notify>
-MemberType memberTypeOf(std::string_view name, M T::*member, Is, Del, Notify) {
+template <class T, class M, class Is, class Del, class Notify, class Initial>
+MemberType memberTypeOf(std::string_view name, std::size_t index, M T::*member, Is, Del, Notify,
+                        Initial initial) {
   using Access = MemberAccess<T, M, Is, Del, Notify>;
+  using Replicated = ReplicaAccess<T, M, Notify>;
   MemberType type{};
   type.name = name;
   type.kind = M::kind;
-  if constexpr (M::kind == MemberKind::attribute) Access::attribute(type, member);
-  else if constexpr (M::kind == MemberKind::values) Access::values(type, member);
-  else if constexpr (M::kind == MemberKind::references) Access::references(type, member);
-  else if constexpr (M::kind == MemberKind::children) Access::children(type, member);
-  else if constexpr (M::kind == MemberKind::child) Access::child(type, member);
-  else T::formaEntries(type, member);
+  type.index = static_cast<std::uint8_t>(index);
+  if constexpr (M::kind == MemberKind::attribute) {
+    Access::attribute(type, member);
+    Replicated::attribute(type.replica, member, initial);
+  } else if constexpr (M::kind == MemberKind::values) {
+    Access::values(type, member);
+    Replicated::values(type.replica, member);
+  } else if constexpr (M::kind == MemberKind::references) {
+    Access::references(type, member);
+    Replicated::references(type.replica, member);
+  } else if constexpr (M::kind == MemberKind::children) {
+    type.surfaces = M::surfaces;
+    Access::children(type, member);
+    Replicated::children(type.replica, member, type.index);
+  } else if constexpr (M::kind == MemberKind::child) {
+    Access::child(type, member);
+    Replicated::child(type.replica, member, type.index);
+  } else {
+    T::formaEntries(type, member);
+  }
   return type;
+}
+
+template <class... Ts>
+std::vector<std::string_view> typeNames(const std::tuple<Ts...>*) {
+  return {typeName<Ts>()...};
 }
 
 template <class T>
 EntityType entityTypeOf() {
   EntityType type{};
   type.name = T::formaTypeName;
-  T::formaEachEntityMember([&](std::string_view name, auto member, auto is, auto del, auto notify) {
-    type.members.push_back(memberTypeOf(name, member, is, del, notify));
+  T::formaEachEntityMember([&](std::string_view name, auto member, auto... accessors) {
+    type.members.push_back(memberTypeOf(name, type.members.size(), member, accessors...));
   });
+  if constexpr (requires(const T& e) { e.formaArguments(); }) {
+    using Arguments = decltype(std::declval<const T&>().formaArguments());
+    type.arguments = typeNames(static_cast<const Arguments*>(nullptr));
+  }
   if constexpr (std::is_constructible_v<T, Name>)
     type.make = [](const Name& name) -> Ptr<Entity> { return new T(name); };
   return type;

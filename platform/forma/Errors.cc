@@ -9,7 +9,9 @@ ParseException::~ParseException() = default;
 NullException::~NullException() = default;
 InternalException::~InternalException() = default;
 NameException::~NameException() = default;
+AccessException::~AccessException() = default;
 
+void throwAccessException(std::string_view message) { throw AccessException(std::string(message)); }
 void throwRangeException(std::string_view message) { throw RangeException(std::string(message)); }
 void throwParseException(std::string_view message) { throw ParseException(std::string(message)); }
 void throwNullException(std::string_view message) { throw NullException(std::string(message)); }

@@ -54,6 +54,14 @@ class MPLS_EXPORT NameException : public Exception {
   ~NameException() override;
 };
 
+/// The right to do that is missing; the text names what is to be changed and who may.
+class MPLS_EXPORT AccessException : public Exception {
+ public:
+  using Exception::Exception;
+  ~AccessException() override;
+};
+
+[[noreturn]] MPLS_EXPORT void throwAccessException(std::string_view message);
 [[noreturn]] MPLS_EXPORT void throwRangeException(std::string_view message);
 [[noreturn]] MPLS_EXPORT void throwParseException(std::string_view message);
 [[noreturn]] MPLS_EXPORT void throwNullException(std::string_view message);

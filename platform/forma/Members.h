@@ -78,9 +78,10 @@ struct References {
 
 /// Entities that the member owns, by key. Held as Ptr<Entity>, so that all collections of one key
 /// type share their code.
-template <class K, class E, MemberKind memberKind = MemberKind::children>
+template <class K, class E, bool surfacing = false, MemberKind memberKind = MemberKind::children>
 struct Children {
   static constexpr MemberKind kind = memberKind;
+  static constexpr bool surfaces = surfacing;
   using Key = K;
   using Element = E;
   using Held = Ptr<Entity>;

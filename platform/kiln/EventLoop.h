@@ -132,6 +132,8 @@ class MPLS_EXPORT EventLoop {
   /// Gets them instead of the standard error output, which an empty handler restores and which also
   /// gets what this handler itself throws.
   void exceptionHandlerIs(ExceptionHandler handler) { exceptionHandler_ = std::move(handler); }
+  /// Counts and reports an exception that a handler caught so that it could go on.
+  void exceptionIs(const std::exception_ptr& problem);
 
  private:
   class Fd {  // closes what it holds
@@ -173,7 +175,6 @@ class MPLS_EXPORT EventLoop {
   void signalFdMaskIs();
   template <class Function, class... Args>
   void call(const Function& function, Args... args);
-  void exceptionIs(const std::exception_ptr& problem);
 
   TimerWheel timers_;  // before all that may own a Timer
   Fd epollFd_;
