@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "platform/Export.h"
-#include "platform/forma/Entity.h"
+#include "platform/forma/Declare.h"
 #include "platform/forma/Enum.h"
 
 namespace Centrum {
@@ -27,6 +27,9 @@ enum MountStatus : std::uint8_t {
 FORMA_ENUM(Centrum, MountStatus, mountPending, mountRefused, mountWrongType, mountRemoved,
            mountSuccess)
 
+/// Raises RangeException for what is no mode of MountGroup::doMount.
+MPLS_EXPORT void checkMountMode(const Forma::String8& mode);
+
 class EntityManager;
 
 /// Who is told that a mount group is complete.
@@ -37,12 +40,31 @@ class MPLS_EXPORT MountCallback : public Forma::PtrInterface {
   ~MountCallback() override;
 };
 
+/// An entity that waits for a mount group, for machines that keep theirs in a collection.
+class MPLS_EXPORT Mounter : public Forma::NamedEntity {
+ public:
+  explicit Mounter(Forma::Name name) : NamedEntity(std::move(name)) {}
+  ~Mounter() override;
+  /// As that of MountCallback.
+  virtual void doMountsComplete(MountStatus status, Forma::Ptr<EntityManager> em) = 0;
+};
+
+/// The callback that passes a completion on to `mounter`, and keeps it alive until then. Raises
+/// NullException for none.
+MPLS_EXPORT Forma::Ptr<MountCallback> mountCallback(Forma::Ptr<Mounter> mounter);
+
 /// Mounts that complete together.
 class MPLS_EXPORT MountGroup : public Forma::PtrInterface {
  public:
-  /// Asks for the entity of type `typeName` at `path`. Mode "r" is read-only: the mount waits until
-  /// somebody creates the entity. Mode "w" creates it, and the directories above, if need be.
-  /// Raises RangeException for another mode, or once the group is closed.
+  /// Asks for the entity of type `typeName` at `path`.
+  ///   "r"  read-only: the mount waits until somebody creates the entity.
+  ///   "w"  writable, adopting: creates the entity, and the directories above, if need be, and
+  ///        starts from what is published.
+  ///   "x"  writable, replacing: as "w", but starts from an empty entity. Readers keep what is
+  ///        published until EntityManager::commit, then hear of the difference only.
+  /// An entity has one owner; a second one is refused. Directories belong to nobody: mounted "w"
+  /// they are created, and as read-only as with "r". Raises RangeException for another mode, or
+  /// once the group is closed.
   virtual void doMount(const Forma::String8& path, const Forma::String8& typeName,
                        const Forma::String8& mode) = 0;
   /// Starts the mounts, `delay` seconds from now; the callback lives until it was called. Raises
@@ -57,6 +79,9 @@ class MPLS_EXPORT EntityManager : public Forma::PtrInterface {
   virtual Forma::Ptr<Forma::Entity> getEntity(const Forma::String8& path) const = 0;
   /// A new, empty mount group.
   virtual Forma::Ptr<MountGroup> getMountGroup() = 0;
+  /// Publishes what the entity mounted "x" at `path` holds, and every change from now on. Does
+  /// nothing for other mounts, or a second time.
+  virtual void commit(const Forma::String8& path) = 0;
   ~EntityManager() override;
 };
 

@@ -1,7 +1,7 @@
 #include "platform/centrum/LocalEntityManager.h"
 
 #include "platform/centrum/LocalMountGroup.h"
-#include "platform/centrum/Path.h"
+#include "platform/centrum/PathNames.h"
 
 namespace Centrum {
 
@@ -24,6 +24,8 @@ Forma::Ptr<Forma::Entity> LocalEntityManager::getEntity(const Forma::String8& pa
 Forma::Ptr<MountGroup> LocalEntityManager::getMountGroup() {
   return Forma::Ptr<MountGroup>(new LocalMountGroup(Forma::Ptr<LocalEntityManager>(this)));
 }
+
+void LocalEntityManager::commit(const Forma::String8& /*path*/) {}
 
 Forma::Ptr<Forma::Entity> LocalEntityManager::newEntity(std::string_view path,
                                                         std::string_view typeName) {

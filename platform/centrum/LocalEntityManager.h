@@ -24,6 +24,8 @@ class MPLS_EXPORT LocalEntityManager : public EntityManager {
 
   Forma::Ptr<Forma::Entity> getEntity(const Forma::String8& path) const override;
   Forma::Ptr<MountGroup> getMountGroup() override;
+  /// Does nothing: what is written here is seen at once.
+  void commit(const Forma::String8& path) override;
 
   const Forma::Ptr<Forma::Dir>& root() const { return root_; }
   /// Gets or creates the entity at `path`, and the directories above. Raises NameException when the

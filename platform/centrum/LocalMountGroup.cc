@@ -1,6 +1,9 @@
 #include "platform/centrum/LocalMountGroup.h"
 
-#include "platform/centrum/Path.h"
+#include <exception>
+
+#include "platform/centrum/PathNames.h"
+#include "platform/forma/Content.h"
 
 namespace Centrum {
 
@@ -9,9 +12,8 @@ LocalMountGroup::~LocalMountGroup() = default;
 void LocalMountGroup::doMount(const Forma::String8& path, const Forma::String8& typeName,
                               const Forma::String8& mode) {
   if (closed_) Forma::throwRangeException("MountGroup::doMount after doClose not allowed");
-  if (!(mode == "r") && !(mode == "w"))
-    Forma::throwRangeException("MountGroup::mode other than \"r\" or \"w\" not allowed");
-  mounts_.push_back({path, typeName, mode == "w"});
+  checkMountMode(mode);
+  mounts_.push_back({path, typeName, !(mode == "r"), mode == "x"});
 }
 
 void LocalMountGroup::doClose(Forma::Ptr<MountCallback> callback, double delay) {
@@ -44,7 +46,24 @@ void LocalMountGroup::check() {
       return complete(status);
     }
   }
-  if (!pending) complete(mountSuccess_);
+  if (pending) return;
+  for (const Mount& mount : mounts_)
+    if (mount.replacing) empty(mount);
+  complete(mountSuccess_);
+}
+
+/// A replacing mount starts empty; here readers see that at once.
+void LocalMountGroup::empty(const Mount& mount) {
+  const Forma::Ptr<Forma::Entity> entity = manager_->getEntity(mount.path);
+  if (Forma::ptrCast<Forma::Dir>(entity)) return;
+  Forma::ContentApplier applier;
+  applier.beginSnapshot(*entity);
+  applier.endSnapshot(*entity);
+  std::exception_ptr first;
+  applier.tell([&](std::exception_ptr problem) {
+    if (!first) first = std::move(problem);
+  });
+  if (first) std::rethrow_exception(first);
 }
 
 /// Creates what a writable mount asks for.

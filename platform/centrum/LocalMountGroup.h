@@ -26,6 +26,7 @@ class LocalMountGroup : public MountGroup {
     Forma::String8 path;
     Forma::String8 typeName;
     bool writable;
+    bool replacing;
   };
   /// Checks again when an entry of a directory on the way to a pending entity comes or goes.
   struct Watch : Forma::Dir::NotifieeConst {
@@ -38,6 +39,7 @@ class LocalMountGroup : public MountGroup {
   void check();
   MountStatus statusOf(const Mount& mount);
   void watch(const Mount& mount);
+  void empty(const Mount& mount);
   void complete(MountStatus status);
 
   Forma::Ptr<LocalEntityManager> manager_;

@@ -1,4 +1,4 @@
-#include "platform/centrum/Path.h"
+#include "platform/centrum/PathNames.h"
 
 #include <algorithm>
 
