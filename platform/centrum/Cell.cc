@@ -76,6 +76,7 @@ void Cell::leave() noexcept {
   Cell*& from = previousSibling != nullptr ? previousSibling->nextSibling : id.parent->firstChild;
   from = nextSibling;
   if (nextSibling != nullptr) nextSibling->previousSibling = previousSibling;
+  previousSibling = nextSibling = nullptr;
 }
 
 }  // namespace Centrum

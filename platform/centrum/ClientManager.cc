@@ -103,7 +103,7 @@ void ClientManager::publish(ClientMount& mount) {
 
 bool ClientManager::allSent() const {
   return std::ranges::all_of(mounts_, [](const auto& mount) {
-    return !mount->writable() || (mount->committed && mount->changes.settled());
+    return !mount->writable() || !mount->committed || mount->changes.settled();
   });
 }
 
@@ -285,6 +285,7 @@ void ClientManager::linkIsDown(const std::string& reason) {
     if (!mount->failed())
       stateIs(*mount, mount->content.filled() ? MountState::stale : MountState::waiting);
   }
+  tellChanges();  // of what was being filled: what comes next may undo them
   observer_->onDisconnected(reason);
 }
 
@@ -389,7 +390,7 @@ void ClientManager::changed(const Forma::Entity& entity, const Forma::MemberType
   if (!mount || !mount->committed) return;
   path_.clear();
   Forma::encodePath(path_, *top, entity, member, key);
-  mount->changes.changed(path_);
+  mount->changes.changed(path_, &entity != top);
 }
 
 void ClientManager::refuse(const Forma::Entity& entity) const {

@@ -10,6 +10,7 @@ void ClientContent::entityIs(Forma::Ptr<Forma::Entity> entity) {
   if (entity_ == entity) return;
   entity_ = std::move(entity);
   filled_ = false;
+  tree_.keep(entity_);
 }
 
 void ClientContent::received(const Message::Delta& delta) {
@@ -26,13 +27,14 @@ void ClientContent::received(const Message::Delta& delta) {
 
 std::size_t ClientContent::mark() {
   for (const Piece& piece : std::exchange(waiting_, {})) apply(piece);
+  filled_ |= std::exchange(ended_, false);
   return std::exchange(changed_, 0);
 }
 
 void ClientContent::reset() {
   waiting_.clear();
   next_ = {};
-  receiving_ = inSnapshot_ = false;
+  receiving_ = inSnapshot_ = ended_ = false;
   stated_.clear();
   if (entity_) applier_.dropSnapshot(*entity_);
 }
@@ -47,7 +49,7 @@ void ClientContent::apply(const Piece& piece) {
     changed_ += applier_.apply(*entity_, piece.records);
     if (piece.end) changed_ += applier_.endSnapshot(*entity_);
   }
-  if (piece.end) filled_ = true;
+  ended_ |= piece.end;
 }
 
 void ClientContent::applyToDirectory(Forma::Dir& dir, const Piece& piece) {
@@ -68,14 +70,16 @@ void ClientContent::applyToDirectory(Forma::Dir& dir, const Piece& piece) {
   }
   if (!piece.end || !std::exchange(inSnapshot_, false)) return;
   for (const auto& one : dir.entryIteratorConst())
-    if (!stated_.contains(one.key.view())) tree_.entryDel(dir, one.key.view());
+    if (!stated_.contains(one.key.view()) && !tree_.keeps(*one.value))
+      tree_.entryDel(dir, one.key.view());
   stated_.clear();
 }
 
 // ---- ClientChanges -----------------------------------------------------------------------------
 
-void ClientChanges::changed(std::string_view path) {
-  if (!all_ && !covered(path)) dirty_.insert(path);
+void ClientChanges::changed(std::string_view path, bool nested) {
+  if (all_ || (nested && covered(path))) return;
+  dirty_.insert(path);
 }
 
 /// Whether a child on the way is to be sent as a whole.
@@ -122,7 +126,7 @@ void ClientChanges::resendAfter(std::uint64_t last) {
   acknowledged(last);
   for (const Sent& sent : std::exchange(sent_, {})) {
     if (sent.all) allChanged();
-    for (std::size_t i = 0; i < sent.paths.size(); ++i) changed(sent.paths[i]);
+    for (std::size_t i = 0; i < sent.paths.size(); ++i) changed(sent.paths[i], true);
   }
   sentBytes_ = 0;
 }

@@ -27,7 +27,7 @@ class ClientContent {
   const Forma::Ptr<Forma::Entity>& entity() const { return entity_; }
   void entityIs(Forma::Ptr<Forma::Entity> entity);
 
-  /// True once a whole snapshot was applied.
+  /// True once a whole snapshot was applied, and its mark came.
   bool filled() const { return filled_; }
   void filledIs() { filled_ = true; }
   /// A piece arrived. The first filling is applied at once, as nobody looks at it; later pieces
@@ -56,6 +56,7 @@ class ClientContent {
   bool receiving_ = false;  // next_ is not whole
   bool filled_ = false;
   bool inSnapshot_ = false;
+  bool ended_ = false;     // a snapshot was whole; its mark is due
   Forma::ByteSet stated_;  // names of entries that the snapshot stated
   std::size_t changed_ = 0;
   std::uint64_t snapshots_ = 0;
@@ -64,8 +65,9 @@ class ClientContent {
 /// What an owned path has to send: each changed key once, until the server has it.
 class ClientChanges {
  public:
-  /// Notes a change at a path (Forma::encodePath). Ignored when all is to be sent anyway.
-  void changed(std::string_view path);
+  /// Notes a change at a path (Forma::encodePath); `nested`: in a child. Ignored when all is to be
+  /// sent anyway.
+  void changed(std::string_view path, bool nested);
   /// Everything is to be sent, and is all that there is.
   void allChanged();
   bool empty() const { return !all_ && dirty_.empty(); }

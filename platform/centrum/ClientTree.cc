@@ -66,6 +66,13 @@ void ClientTree::entryDel(Forma::Dir& dir, std::string_view name) {
   if (entries.replica.drop(dir, &key)) note(dir, name);
 }
 
+bool ClientTree::keeps(const Forma::Entity& entity) const {
+  for (const auto& kept : kept_)
+    for (const Forma::Entity* at = kept.get(); at; at = at->parent())
+      if (at == &entity) return true;
+  return false;
+}
+
 void ClientTree::put(Forma::Dir& dir, const Forma::Ptr<Forma::Entity>& entity) {
   dir.formaFile(entity);
   note(dir, entity->name().view());

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/forma/Content.h"
 #include "platform/forma/Dir.h"
@@ -40,6 +41,12 @@ class ClientTree {
   void entryIs(Forma::Dir& dir, std::string_view name, std::string_view typeName);
   void entryDel(Forma::Dir& dir, std::string_view name);
 
+  /// An entity is mounted. What a server that has lost its content does not know of stays as it is:
+  /// its owner will bring it back.
+  void keep(const Forma::Ptr<Forma::Entity>& entity) { kept_.push_back(entity); }
+  /// Whether `entity`, or something below it, is mounted. Costs a walk over the mounts.
+  bool keeps(const Forma::Entity& entity) const;
+
  private:
   void note(Forma::Dir& dir, std::string_view name);
   void put(Forma::Dir& dir, const Forma::Ptr<Forma::Entity>& entity);
@@ -48,6 +55,7 @@ class ClientTree {
   Forma::ContentApplier& applier_;
   Forma::Ptr<TreeRoot> treeRoot_;
   Forma::Ptr<Forma::Dir> root_;
+  std::vector<Forma::Ptr<Forma::Entity>> kept_;
 };
 
 }  // namespace Centrum

@@ -84,7 +84,8 @@ class MPLS_EXPORT ConnectedEntityManager : public EntityManager {
   virtual std::vector<MountInfo> mountInfos() const = 0;
   /// Closed groups that have not completed.
   virtual std::size_t pendingMounts() const = 0;
-  /// True when all changes of writable mounts are known to be kept by the server.
+  /// True when all changes of writable mounts that are published are known to be kept by the
+  /// server.
   virtual bool allSent() const = 0;
   virtual const ConnectionCounters& counters() const = 0;
   /// Not owned; null for none.

@@ -37,7 +37,7 @@ std::unique_ptr<Database> DatabaseLog::replay(std::string_view content) {
   }
   auto database = image.database();
   size_ = content.size();
-  rewriteAt_ = std::max(leastSize, 2 * snapshot);
+  rewriteAt_ = std::max(leastSize, growth * snapshot);
   written_ = reader.position() == size_;
   if (!written_)
     notice_ = file_->name() + ": dropped the last " + std::to_string(size_ - reader.position()) +
@@ -101,7 +101,7 @@ void DatabaseLog::rewrite(const Database& database) {
   DatabaseImage::append(content, database);
   file_->contentIs(content);
   size_ = content.size();
-  rewriteAt_ = std::max(leastSize, 2 * size_);
+  rewriteAt_ = std::max(leastSize, growth * size_);
   written_ = true;
   problem_.clear();
 }

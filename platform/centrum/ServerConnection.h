@@ -115,7 +115,7 @@ class ServerConnection {
   const std::uint32_t number_;
   const double connectedAt_;
   double heardAt_;
-  Forma::String8 name_;
+  Forma::String8 name_ = "unnamed";
   bool greeted_ = false;   // Hello came
   bool blocked_ = false;   // the stream takes no bytes
   bool reading_ = false;   // the stream is asked for bytes

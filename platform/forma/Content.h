@@ -38,8 +38,9 @@ MPLS_EXPORT void encodeChanges(std::string& out, const Entity& top, const ByteSe
 /// once. A value that its type refuses is left out, and counted.
 class MPLS_EXPORT ContentApplier {
  public:
-  /// Applies records to `top`. Raises ParseException, before anything is changed, when they are not
-  /// whole. Returns how many keys changed.
+  /// Applies records to `top`. Between two calls of tell() a stream states each key once, children
+  /// that it passes through apart. Raises ParseException, before anything is changed, when the
+  /// records are not whole. Returns how many keys changed.
   std::size_t apply(Entity& top, std::string_view records);
 
   /// Begins a snapshot of `top`: the records that are applied to it up to endSnapshot state all
@@ -56,7 +57,7 @@ class MPLS_EXPORT ContentApplier {
   using OnException = std::function<void(std::exception_ptr)>;
   /// Tells what changed, in order, and forgets it. Exceptions of notifiees go to `onException`.
   void tell(const OnException& onException);
-  bool changed() const { return !changes_.empty(); }
+  bool changed() const { return !changes_.list.empty(); }
 
   /// Records that were left out: values, keys or arguments that their types refuse.
   std::uint64_t refused() const { return refused_; }
@@ -78,8 +79,19 @@ class MPLS_EXPORT ContentApplier {
   Snapshot* snapshotOf(const Entity& top);
   void refuse(const Entity& entity, std::string_view problem);
 
-  std::vector<Ptr<Entity>> entities_;  // keeps those of changes_
-  ByteSet changes_;                    // address of the entity, member, key
+  struct Change {
+    Entity* entity;
+    const MemberType* member;
+    std::size_t key;  // its place in keys_
+    std::size_t keySize;
+  };
+  struct Changes {
+    std::vector<Change> list;
+    std::string keys;
+    std::vector<Ptr<Entity>> entities;  // keeps those of the list
+  };
+  Changes changes_;
+  ByteSet repeatable_;  // those of changes_ that may be noted again: entity, member, key
   std::vector<std::unique_ptr<Snapshot>> snapshots_;
   std::string scratch_;
   std::string noted_;

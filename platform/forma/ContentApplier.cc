@@ -7,11 +7,62 @@
 
 namespace Forma {
 
+/// Removes what was not stated.
+class ContentApplier::Sweep {
+ public:
+  /// `path` is that of the entity which will be swept.
+  Sweep(ContentApplier& all, const ByteSet& stated, std::string path = {})
+      : all_(all), stated_(stated), path_(std::move(path)) {}
+
+  /// Whether anything in `entity` changed.
+  bool run(Entity& entity) {
+    const std::size_t before = changed_;
+    for (const MemberType& member : entity.formaType().members)
+      if (member.kind != MemberKind::entries) sweep(entity, member);
+    return changed_ != before;
+  }
+  std::size_t changed() const { return changed_; }
+
+ private:
+  void sweep(Entity& entity, const MemberType& member) {
+    if (member.kind == MemberKind::attribute && member.replica.isInitial(entity)) return;
+    const bool children = member.kind == MemberKind::children || member.kind == MemberKind::child;
+    std::vector<std::string> gone;
+    member.each(entity, [&](const void* key, const void* element) {
+      std::string bytes;
+      if (key) member.replica.key->encode(bytes, key);
+      const std::size_t before = path_.size();
+      path_.push_back(static_cast<char>(member.index));
+      appendBytes(path_, bytes);
+      if (!stated_.contains(path_)) {
+        gone.push_back(std::move(bytes));
+      } else if (children) {
+        auto& child = *const_cast<Entity*>(static_cast<const Entity*>(element));
+        if (run(child) && member.surfaces) all_.note(entity, member, bytes);
+      }
+      path_.resize(before);
+    });
+    for (const std::string& bytes : gone) {
+      const WireValue key(member.replica.key, bytes);
+      if (!member.replica.drop(entity, key.get())) continue;
+      ++changed_;
+      all_.note(entity, member, bytes);
+    }
+  }
+
+  ContentApplier& all_;
+  const ByteSet& stated_;
+  std::string path_;
+  std::size_t changed_ = 0;
+};
+
 /// One pass of records over an entity.
 class ContentApplier::Walk {
  public:
   Walk(ContentApplier& all, Entity& top)
-      : all_(all), snapshot_(all.snapshotOf(top)), inside_{{&top, nullptr, {}, false, false, 0}} {}
+      : all_(all),
+        snapshot_(all.snapshotOf(top)),
+        inside_{{&top, nullptr, {}, false, false, false, 0}} {}
 
   std::size_t run(std::string_view records) {
     for (BytesIn in(records); !in.atEnd();) record(takeRecord(in));
@@ -24,6 +75,7 @@ class ContentApplier::Walk {
     const MemberType* member;  // of the parent
     std::string_view key;
     bool made;     // by these records: nobody can have heard of it
+    bool renewed;  // what is not stated up to its end is gone
     bool changed;  // something in it
     std::size_t path;
   };
@@ -76,13 +128,23 @@ class ContentApplier::Walk {
     if (made) changedAt(member, one.key);
     const std::size_t before = path_.size();
     state(one);
+    const bool fresh = made || inside_.back().made;
+    const bool renewed = one.op == LogOp::renew && !fresh && !renewing_;
+    renewing_ |= renewed;
     appendStep(one);
-    inside_.push_back({child, &member, one.key, made || inside_.back().made, false, before});
+    inside_.push_back({child, &member, one.key, fresh, renewed, false, before});
   }
 
   void leave() {
-    const Inside left = inside_.back();
+    Inside left = inside_.back();
     inside_.pop_back();
+    if (left.renewed) {
+      Sweep sweep(all_, stated_, path_);
+      left.changed |= sweep.run(*left.entity);
+      changed_ += sweep.changed();
+      stated_.clear();
+      renewing_ = false;
+    }
     path_.resize(left.path);
     if (left.changed && !left.made && left.member->surfaces) {
       inside_.back().changed = true;
@@ -99,16 +161,18 @@ class ContentApplier::Walk {
     if (!inside_.back().made) all_.note(entity(), member, key);
   }
 
-  /// The snapshot states this key.
+  /// The snapshot, or the child that is renewed, has this key.
   void state(const LogRecord& one) {
-    if (!snapshot_) return;
+    if (!tracks()) return;
     const std::size_t before = path_.size();
     appendStep(one);
-    snapshot_->stated.insert(path_);
+    if (snapshot_) snapshot_->stated.insert(path_);
+    if (renewing_) stated_.insert(path_);
     path_.resize(before);
   }
+  bool tracks() const { return snapshot_ || renewing_; }
   void appendStep(const LogRecord& one) {
-    if (!snapshot_) return;
+    if (!tracks()) return;
     path_.push_back(static_cast<char>(one.member));
     appendBytes(path_, one.key);
   }
@@ -118,55 +182,10 @@ class ContentApplier::Walk {
   ContentApplier& all_;
   Snapshot* snapshot_;
   std::vector<Inside> inside_;
-  std::string path_;      // of the innermost child, when there is a snapshot
-  unsigned skipped_ = 0;  // depth below a child that was refused
-  std::size_t changed_ = 0;
-};
-
-/// Removes what a snapshot did not state.
-class ContentApplier::Sweep {
- public:
-  Sweep(ContentApplier& all, const ByteSet& stated) : all_(all), stated_(stated) {}
-
-  /// Whether anything in `entity` changed.
-  bool run(Entity& entity) {
-    const std::size_t before = changed_;
-    for (const MemberType& member : entity.formaType().members)
-      if (member.kind != MemberKind::entries) sweep(entity, member);
-    return changed_ != before;
-  }
-  std::size_t changed() const { return changed_; }
-
- private:
-  void sweep(Entity& entity, const MemberType& member) {
-    if (member.kind == MemberKind::attribute && member.replica.isInitial(entity)) return;
-    const bool children = member.kind == MemberKind::children || member.kind == MemberKind::child;
-    std::vector<std::string> gone;
-    member.each(entity, [&](const void* key, const void* element) {
-      std::string bytes;
-      if (key) member.replica.key->encode(bytes, key);
-      const std::size_t before = path_.size();
-      path_.push_back(static_cast<char>(member.index));
-      appendBytes(path_, bytes);
-      if (!stated_.contains(path_)) {
-        gone.push_back(std::move(bytes));
-      } else if (children) {
-        auto& child = *const_cast<Entity*>(static_cast<const Entity*>(element));
-        if (run(child) && member.surfaces) all_.note(entity, member, bytes);
-      }
-      path_.resize(before);
-    });
-    for (const std::string& bytes : gone) {
-      const WireValue key(member.replica.key, bytes);
-      if (!member.replica.drop(entity, key.get())) continue;
-      ++changed_;
-      all_.note(entity, member, bytes);
-    }
-  }
-
-  ContentApplier& all_;
-  const ByteSet& stated_;
-  std::string path_;
+  std::string path_;       // of the innermost child, while what is stated is noted
+  bool renewing_ = false;  // in the outermost child that is renewed
+  ByteSet stated_;         // in that
+  unsigned skipped_ = 0;   // depth below a child that was refused
   std::size_t changed_ = 0;
 };
 
@@ -265,37 +284,43 @@ ContentApplier::Snapshot* ContentApplier::snapshotOf(const Entity& top) {
   return nullptr;
 }
 
+/// A child whose changes surface may be passed through more than once.
 void ContentApplier::note(Entity& entity, const MemberType& member, std::string_view key) {
   if (!entity.formaIsObserved()) return;
-  const Entity* const address = &entity;
-  noted_.assign(reinterpret_cast<const char*>(&address), sizeof address);
-  noted_.push_back(static_cast<char>(member.index));
-  noted_.append(key);
-  if (changes_.insert(noted_) && (entities_.empty() || entities_.back().get() != address))
-    entities_.emplace_back(&entity);
+  if (member.surfaces) {
+    const Entity* const address = &entity;
+    noted_.assign(reinterpret_cast<const char*>(&address), sizeof address);
+    noted_.push_back(static_cast<char>(member.index));
+    noted_.append(key);
+    if (!repeatable_.insert(noted_)) return;
+  }
+  if (changes_.list.empty() || changes_.list.back().entity != &entity)
+    changes_.entities.emplace_back(&entity);
+  changes_.list.push_back({&entity, &member, changes_.keys.size(), key.size()});
+  changes_.keys.append(key);
 }
 
 void ContentApplier::tell(const OnException& onException) {
-  ByteSet changes;
-  changes.swap(changes_);
-  const std::vector<Ptr<Entity>> keep = std::exchange(entities_, {});
-  for (std::size_t i = 0; i < changes.size(); ++i) {
-    const std::string_view one = changes[i];
-    Entity* entity = nullptr;
-    std::memcpy(&entity, one.data(), sizeof entity);
-    if (entity->isDeleted()) continue;  // its going is what is told
-    const MemberType& member =
-        *entity->formaType().member(static_cast<std::uint8_t>(one[sizeof entity]));
+  if (changes_.list.empty()) return;
+  repeatable_.clear();
+  Changes changes = std::exchange(changes_, {});
+  for (const Change& one : changes.list) {
+    if (one.entity->isDeleted()) continue;  // its going is what is told
     try {
-      const WireValue key(member.replica.key, one.substr(sizeof entity + 1));
-      entity->formaNextApart();
-      member.replica.tell(*entity, key.get());
+      const auto bytes = std::string_view(changes.keys).substr(one.key, one.keySize);
+      const WireValue key(one.member->replica.key, bytes);
+      one.entity->formaNextApart();
+      one.member->replica.tell(*one.entity, key.get());
     } catch (...) {
       onException(std::current_exception());
     }
   }
-  changes.clear();
-  if (changes_.empty()) changes_.swap(changes);  // its memory
+  constexpr std::size_t burst = 1U << 14;  // of changes whose memory is kept
+  if (!changes_.list.empty() || changes.list.size() > burst) return;
+  changes.list.clear();
+  changes.keys.clear();
+  changes.entities.clear();
+  changes_ = std::move(changes);
 }
 
 void ContentApplier::refuse(const Entity& entity, std::string_view problem) {

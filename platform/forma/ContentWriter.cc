@@ -101,6 +101,7 @@ class ChangeWriter {
       const auto member = static_cast<std::uint8_t>(in.take(1));
       steps_.push_back({member, takeBytes(in)});
     }
+    if (steps_.size() == 1 && inside_.empty()) return element(steps_.back());
     std::size_t same = 0;
     while (same < inside_.size() && same + 1 < steps_.size() && inside_[same].step == steps_[same])
       ++same;

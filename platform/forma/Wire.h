@@ -12,6 +12,7 @@
 #include <bit>
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -39,7 +40,11 @@ class MPLS_EXPORT BytesIn {
   std::uint64_t take(std::size_t bytes) {
     std::uint64_t v = 0;
     const std::string_view from = takeBytes(bytes);
-    for (std::size_t i = bytes; i-- > 0;) v = v << 8 | static_cast<unsigned char>(from[i]);
+    if constexpr (std::endian::native == std::endian::little) {
+      std::memcpy(&v, from.data(), bytes);
+    } else {
+      for (std::size_t i = bytes; i-- > 0;) v = v << 8 | static_cast<unsigned char>(from[i]);
+    }
     return v;
   }
   [[noreturn]] void fail(std::string_view expected) const;
@@ -63,9 +68,13 @@ void encode(std::string& out, const T& v) {
   } else if constexpr (std::integral<T>) {
     std::uint64_t bits = static_cast<std::make_unsigned_t<T>>(v);
     std::array<char, sizeof v> bytes;
-    for (char& byte : bytes) {
-      byte = static_cast<char>(bits & 0xff);
-      bits >>= 8;
+    if constexpr (std::endian::native == std::endian::little) {
+      std::memcpy(bytes.data(), &bits, sizeof v);
+    } else {
+      for (char& byte : bytes) {
+        byte = static_cast<char>(bits & 0xff);
+        bits >>= 8;
+      }
     }
     out.append(bytes.data(), bytes.size());
   } else if constexpr (std::same_as<T, double>) {
