@@ -1,6 +1,6 @@
 /// Reads any bytes as FRR lines. What comes out obeys the bounds of the format, and is the same for
 /// the routes written back as `mpls lsp` lines.
-#include "agents/static-routes/FrrFile.h"
+#include "agents/routes/FrrFile.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 /// Reads any bytes as iproute2 commands. What comes out obeys the bounds of the format, and is the
 /// same for the routes written back as commands.
-#include "agents/static-routes/Iproute2File.h"
+#include "agents/routes/Iproute2File.h"
 
 #include <string>
 

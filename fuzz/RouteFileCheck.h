@@ -1,8 +1,8 @@
 /// What every reader of a route file promises, whatever the bytes.
 #pragma once
 
-#include "agents/static-routes/Fields.h"
-#include "agents/static-routes/RouteFile.h"
+#include "agents/routes/Fields.h"
+#include "agents/routes/RouteFile.h"
 #include "fuzz/Check.h"
 #include "mpls/types/Constants.h"
 

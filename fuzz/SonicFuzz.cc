@@ -1,6 +1,6 @@
 /// Reads any bytes as a SONiC table file, and as a tree of JSON. Routes obey the bounds of the
 /// format; a file that is not understood as a whole gives one diagnostic and nothing else.
-#include "agents/static-routes/SonicFile.h"
+#include "agents/routes/SonicFile.h"
 
 #include <string>
 

@@ -50,7 +50,8 @@ Agent::~Agent() { entityManager_->close(); }
 void Agent::addSource(const InputOption& option, const std::string& path, bool dynamic) {
   const auto input = entityAt<Mpls::RouteConfigInput>(*entityManager_, path);
   const Mpls::RouteMetric metric(static_cast<std::uint8_t>(options_.metric));
-  sources_.push_back(std::make_unique<Source>(option.name, option.file, input, metric, dynamic));
+  sources_.push_back(std::make_unique<Source>(option.name, option.file, metric, dynamic));
+  sources_.back()->inputIs(input);
 }
 
 void Agent::start() {
@@ -78,13 +79,12 @@ void Agent::load() {
 
 void Agent::merge() {
   const auto merged = entityAt<Mpls::RouteConfig>(*entityManager_, mergedPath);
-  const auto sm =
-      Mpls::routeConfigMergeSmFactory(merged, entityAt<Forma::Dir>(*entityManager_, dynamicPath),
-                                      sources_.front()->input(), entityManager_);
+  sm_ = Mpls::routeConfigMergeSmFactory(merged, entityAt<Forma::Dir>(*entityManager_, dynamicPath),
+                                        sources_.front()->input(), entityManager_);
   loop_.runUntil([&] { return merged->ready(); }, Kiln::EventLoop::forever);
-  std::vector<Forma::Ptr<Mpls::RouteConfigInput>> inputs;
-  for (const auto& source : sources_) inputs.push_back(source->input());
-  follower_ = std::make_unique<MergeFollower>(sm, inputs);
+  std::vector<NamedInput> inputs;
+  for (const auto& source : sources_) inputs.push_back({source->name(), source->input()});
+  follower_ = std::make_unique<MergeFollower>(merged, std::move(inputs));
 }
 
 void Agent::watch() {

@@ -11,9 +11,11 @@
 #include <set>
 #include <vector>
 
-#include "agents/static-routes/FileWatcher.h"
+#include "agents/routes/FileWatcher.h"
+#include "agents/routes/Source.h"
 #include "agents/static-routes/Options.h"
-#include "agents/static-routes/Source.h"
+#include "agents/static-routes/Report.h"
+#include "mpls/routeconfig/RouteConfigMergeSm.h"
 #include "platform/centrum/LocalEntityManager.h"
 #include "platform/forma/TypeRegistry.h"
 
@@ -53,6 +55,7 @@ class Agent {
   Forma::Ptr<Mpls::Config> config_;
   ConfigView configView_;
   std::vector<std::unique_ptr<Source>> sources_;
+  Forma::Ptr<Mpls::RouteConfigMergeSm> sm_;
   std::unique_ptr<MergeFollower> follower_;
   std::unique_ptr<FileWatcher> watcher_;
 };

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "agents/static-routes/ConfigLoader.h"
-#include "agents/static-routes/MergedView.h"
+#include "agents/routes/ConfigLoader.h"
+#include "agents/routes/MergedView.h"
 
 namespace StaticRoutes {
 

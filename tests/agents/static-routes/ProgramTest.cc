@@ -1,16 +1,18 @@
 /// The program as its users meet it: files in, tables and exit codes out.
-#include "tests/agents/static-routes/Program.h"
+#include "tests/agents/Program.h"
 
 namespace {
 
-using namespace StaticRoutes;
+using namespace AgentTest;
 using Json = nlohmann::json;
+
+constexpr const char* name = "static-routes";
 
 class ProgramTest : public testing::Test {
  protected:
   /// Runs it to its end.
   int run(const std::vector<std::string>& arguments) {
-    Program program(folder, arguments);
+    Program program(folder, name, arguments);
     output = program.rest();
     const int code = program.end();
     errors = program.errors();
@@ -113,16 +115,14 @@ TEST_F(ProgramTest, WrongUsageAndUnreadableFilesAreStatus2) {
 TEST_F(ProgramTest, NeitherPipesNorAFullDiskHangIt) {
   folder.write("f", "mpls lsp 100 10.0.0.1 200\n");
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
-  Program reader(folder, {"--static", "pipe"});
+  Program reader(folder, name, {"--static", "pipe"});
   folder.write("pipe", "mpls lsp 100 10.0.0.1 200\n");
   EXPECT_EQ(reader.line(), "Merged routes: 1");
   EXPECT_EQ(run({"--static", "pipe", "--watch"}), 2);
   EXPECT_EQ(errors, "static-routes: pipe: cannot be read: Operation not supported\n");
   for (const char* last : {"", "--watch", "--help"}) {
-    const std::string command =
-        (Fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "static-routes")
-            .string() +
-        " --static " + (folder / "f").string() + " " + last + " >/dev/full 2>&1";
+    const std::string command = Program::path(name) + " --static " + (folder / "f").string() + " " +
+                                last + " >/dev/full 2>&1";
     EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 2) << last;
   }
 }
@@ -133,7 +133,7 @@ class WatchTest : public ProgramTest {
     writeThree();
     auto arguments = three;
     arguments.insert(arguments.end(), {"--watch", "--json"});
-    program = std::make_unique<Program>(folder, arguments);
+    program = std::make_unique<Program>(folder, name, arguments);
     EXPECT_EQ(program->json().at("event"), "table");
   }
   void expect(const std::string& json) { EXPECT_EQ(program->json(), Json::parse(json)); }
@@ -210,7 +210,8 @@ TEST_F(WatchTest, LinksAndDirectoriesMayBeSwitched) {
   folder.write("two/conf", "mpls lsp 100 10.0.0.1 201\n");
   Fs::create_directory_symlink("one", folder / "current");
   Fs::create_symlink("current/conf", folder / "conf");
-  Program follower(folder, {"--static", "conf", "--input", "two=two/conf", "--watch", "--json"});
+  Program follower(folder, name,
+                   {"--static", "conf", "--input", "two=two/conf", "--watch", "--json"});
   EXPECT_EQ(follower.json().at("conflicts").size(), 1u);
   Fs::rename(folder / "two", folder / "three");  // the input is gone with its directory
   EXPECT_EQ(follower.json().at("event"), "notice");

@@ -1,0 +1,31 @@
+/// The options that all agents and tools have.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace Agents {
+
+inline constexpr const char* defaultSocket = "/run/mpls/centrum.sock";
+
+struct CommonOptions {
+  std::string name;                    ///< of the program
+  std::string socket = defaultSocket;  ///< of the database
+  std::string trace;                   ///< as for Forma::traceLevelsIs
+  std::string ringFile;                ///< empty: the ring trace stays in memory
+};
+
+/// Adds --socket, --trace, --ring-file and --version to a command line.
+void describe(CLI::App& app, CommonOptions& options);
+
+/// Reads the command line; raises CLI::ParseError after --help or an error. When there is nothing
+/// to run, prints what is to be said and returns false; `exitCode` is then set.
+bool parse(CLI::App& app, int argc, const char* const* argv, int& exitCode);
+
+/// For CLI::Option::check: refuses an empty text. `what` names what is expected.
+CLI::Validator notEmpty(const std::string& what);
+
+/// Starts the traces that the options ask for. Raises what the traces raise.
+void startTraces(const CommonOptions& options);
+
+}  // namespace Agents

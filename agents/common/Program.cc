@@ -1,0 +1,149 @@
+#include "agents/common/Program.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <exception>
+#include <iostream>
+
+#include "agents/common/ExitCode.h"
+#include "mpls/entities/Registration.h"
+#include "platform/centrum/Registration.h"
+#include "platform/centrum/UnixStream.h"
+
+namespace Agents {
+
+namespace {
+
+/// Seconds that the end waits for the database to take what was changed.
+constexpr double flushSeconds = 2.0;
+
+Forma::TypeRegistry entityTypes() {
+  Forma::TypeRegistry registry;
+  Mpls::registerEntityTypes(registry);
+  Centrum::registerTypes(registry);
+  return registry;
+}
+
+/// Passes the completion of a mount group on.
+class Completion : public Centrum::MountCallback {
+ public:
+  using Handler = std::function<void(Centrum::MountStatus)>;
+  explicit Completion(Handler handler) : handler_(std::move(handler)) {}
+  void doMountsComplete(Centrum::MountStatus status,
+                        Forma::Ptr<Centrum::EntityManager> /*em*/) override {
+    handler_(status);
+  }
+
+ private:
+  const Handler handler_;
+};
+
+}  // namespace
+
+Program::Program(const CommonOptions& options, Kind kind)
+    : log_(options.name),
+      registry_(entityTypes()),
+      connectionLog_(log_, kind == Kind::follower, [this] { end(exitDatabase); }),
+      manager_(Centrum::connectedEntityManagerFactory(
+          loop_, registry_, Centrum::unixConnectorFactory(loop_, options.socket), {options.name})) {
+  manager_->observerIs(&connectionLog_);
+  if (kind == Kind::follower)
+    for (const int signo : {SIGINT, SIGTERM}) loop_.signalIs(signo, [this](int) { end(exitGood); });
+  loop_.exceptionHandlerIs([this](std::exception_ptr problem) {
+    if (!failure_) failure_ = std::move(problem);
+    end(exitFault);
+  });
+}
+
+Program::~Program() {
+  manager_->observerIs(nullptr);
+  manager_->close();
+}
+
+void Program::mount(const std::vector<Wish>& wishes, std::function<void()> then) {
+  const auto group = manager_->getMountGroup();
+  for (const Wish& wish : wishes) {
+    const Forma::String8 path(wish.path);
+    group->doMount(path, Forma::String8(wish.typeName), Forma::String8(wish.mode));
+  }
+  const auto complete = [this, then = std::move(then)](Centrum::MountStatus status) {
+    if (status == Centrum::mountSuccess()) then();
+    else end(exitDatabase);
+  };
+  group->doClose(Forma::Ptr<Centrum::MountCallback>(new Completion(complete)));
+}
+
+void Program::end(int exitCode) {
+  if (!std::exchange(ended_, true)) exitCode_ = exitCode;
+}
+
+bool Program::await(const std::function<bool()>& done, double seconds) {
+  loop_.runUntil([&] { return ended_ || done(); }, seconds);
+  tellFailure();
+  return !ended_ && done();
+}
+
+int Program::run(const std::function<bool()>& done) {
+  await(
+      done ? done : [] { return false; }, Kiln::EventLoop::forever);
+  flush();
+  manager_->observerIs(nullptr);
+  manager_->close();
+  return exitCode_;
+}
+
+/// A database that is away, or refused something, takes nothing any more.
+void Program::flush() {
+  if (exitCode_ == exitDatabase || exitCode_ == exitFault) return;
+  loop_.runUntil([&] { return manager_->allSent() || !manager_->connected() || failure_; },
+                 flushSeconds);
+  tellFailure();
+}
+
+void Program::tellFailure() {
+  if (!failure_) return;
+  exitCode_ = exitFault;
+  try {
+    std::rethrow_exception(std::exchange(failure_, nullptr));
+  } catch (const std::ios::failure&) {
+    throw;
+  } catch (const std::exception& problem) {
+    log_.say(problem.what());
+  }
+}
+
+namespace {
+
+/// A descriptor that was closed would be given to the next file or connection that is opened, and
+/// be written to by the log. Writing to what stands in its place fails.
+void openStandardFiles() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
+    if (::fcntl(fd, F_GETFD) < 0) (void)::open("/dev/null", O_RDONLY);
+}
+
+int failed(const std::string& name, const std::string& problem) {
+  std::cout.exceptions(std::ios::goodbit);
+  Log(name).say(problem);
+  return exitUsage;
+}
+
+}  // namespace
+
+int guarded(const std::string& name, const std::function<int()>& body) {
+  openStandardFiles();
+  ::signal(SIGPIPE, SIG_IGN);
+  try {
+    std::cout.exceptions(std::ios::badbit | std::ios::failbit);  // nobody would hear the rest
+    const int exitCode = body();
+    std::cout.flush();
+    return exitCode;
+  } catch (const std::ios::failure&) {
+    return failed(name, "the standard output cannot be written");
+  } catch (const std::exception& problem) {
+    return failed(name, problem.what());
+  }
+}
+
+}  // namespace Agents

@@ -1,0 +1,69 @@
+#include "agents/static-route-agent/Options.h"
+
+#include <map>
+
+#include "agents/common/Paths.h"
+
+namespace StaticRouteAgent {
+
+namespace {
+
+constexpr const char* description =
+    "Publishes the static MPLS routes of a file as one input of the route merge, and follows the "
+    "file.\nFiles hold FRR `mpls lsp` lines, `ip -f mpls route` commands or SONiC "
+    "LABEL_ROUTE_TABLE "
+    "JSON.\nThe input \"static\" also publishes the MPLS configuration: label ranges, interfaces "
+    "without MPLS.";
+
+constexpr const char* footer =
+    "Exit codes: 0 ended by SIGINT or SIGTERM, or done; 1 done, but some routes were refused "
+    "(--once); 2 wrong\nusage, or a file that cannot be read at start; 3 refused by the database; "
+    "4 a fault. A restart is no\nwithdrawal: routes stay published until the input is emptied.";
+
+std::string nameProblem(const std::string& name) {
+  const bool good = !name.empty() && name.find('/') == std::string::npos;
+  return good ? "" : "expected a NAME that is not empty and holds no \"/\", found \"" + name + "\"";
+}
+
+const std::map<std::string, bool> onOff{{"on", true}, {"off", false}};
+
+}  // namespace
+
+std::string Options::path() const {
+  return isStatic() ? Agents::staticInputPath : Agents::dynamicInputDir + "/" + input;
+}
+
+std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
+  Options options;
+  options.name = "static-route-agent";
+  bool withdraw = false;
+  CLI::App app(description, options.name);
+  app.footer(footer);
+  app.add_option("--input", options.input, "The input to serve: \"static\", or any other name")
+      ->type_name("NAME")
+      ->required()
+      ->check(CLI::Validator(nameProblem, ""));
+  auto* const file = app.add_option("--file", options.file, "Its routes; without, it is empty")
+                         ->type_name("FILE")
+                         ->check(Agents::notEmpty("FILE"));
+  app.add_option("--metric", options.metric, "Metric of all routes")
+      ->type_name("0-255")
+      ->check(CLI::Range(0, 255))
+      ->capture_default_str();
+  auto* const routing = app.add_option("--mpls-routing", options.mplsRouting,
+                                       "MPLS routing, for the input \"static\"")
+                            ->type_name("on|off")
+                            ->transform(CLI::CheckedTransformer(onOff).description(""));
+  app.add_flag("--once", options.once, "End as soon as the database has everything");
+  app.add_flag("--withdraw", withdraw, "Empty the input, then end")->excludes(file);
+  Agents::describe(app, options);
+  app.final_callback([&] {
+    if (*routing && !options.isStatic())
+      throw CLI::ValidationError("--mpls-routing", "expected --input static with it");
+  });
+  if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
+  options.once = options.once || withdraw;
+  return options;
+}
+
+}  // namespace StaticRouteAgent

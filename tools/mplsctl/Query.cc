@@ -1,0 +1,54 @@
+#include "tools/mplsctl/Query.h"
+
+#include "agents/common/ExitCode.h"
+#include "agents/common/Paths.h"
+
+namespace MplsCtl {
+
+namespace {
+
+/// Who creates a path.
+std::string startHint(const std::string& path) {
+  if (path == Agents::staticInputPath) return "start static-route-agent --input static";
+  if (path == Agents::mergedPath || path == Agents::dynamicInputDir) return "start mpls-agent";
+  return "start the agent that publishes it";
+}
+
+std::string missing(const Centrum::MountInfo& mount) {
+  if (mount.state == Centrum::MountState::waiting)
+    return mount.path + ": nobody has created it; " + startHint(mount.path);
+  if (mount.state == Centrum::MountState::filling)
+    return mount.path + ": its content is still on the way; try a longer --timeout";
+  return {};
+}
+
+void tellMissing(Agents::Program& program, const Options& options, const std::string& otherwise) {
+  if (!program.manager()->connected()) {
+    const std::string& problem = program.connectionProblem();
+    return program.log().say("no centrum at " + (problem.empty() ? options.socket : problem) +
+                             "; start it, or tell with --socket where it listens");
+  }
+  bool told = false;
+  for (const Centrum::MountInfo& mount : program.manager()->mountInfos()) {
+    const std::string text = missing(mount);
+    if (text.empty()) continue;
+    program.log().say(text);
+    told = true;
+  }
+  if (!told) program.log().say(otherwise);
+}
+
+}  // namespace
+
+bool await(Agents::Program& program, const Options& options, const std::function<bool()>& done,
+           const std::string& otherwise) {
+  if (program.await(done, options.timeout)) return true;
+  if (!program.ended()) tellMissing(program, options, otherwise);
+  return false;
+}
+
+int exitCodeOf(const Agents::Program& program) {
+  return program.ended() ? program.exitCode() : Agents::exitDatabase;
+}
+
+}  // namespace MplsCtl

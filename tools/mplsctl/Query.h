@@ -1,0 +1,20 @@
+/// Waits for what a command is to show, and says what is missing when it does not come.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "agents/common/Program.h"
+#include "tools/mplsctl/Options.h"
+
+namespace MplsCtl {
+
+/// Runs until `done`, for the time that the options give. When that does not come, says which path
+/// is not there, or else `otherwise`, and what to do.
+bool await(Agents::Program& program, const Options& options, const std::function<bool()>& done,
+           const std::string& otherwise);
+
+/// The exit code of a command for which await() failed.
+int exitCodeOf(const Agents::Program& program);
+
+}  // namespace MplsCtl
