@@ -26,7 +26,9 @@ void appendCells(std::string& out, CellStore& cells) {
     entry.add(at);
     entry.addRest(writer.finish());
   };
+  Lookahead ahead(*cells.end().next);
   for (const OrderLink* link = cells.end().next; link != &cells.end(); link = link->next) {
+    ahead.step();
     if (!link->isCell()) continue;
     const auto& cell = static_cast<const Cell&>(*link);
     if (cell.sequence != at || writer.size() >= enough) flush();

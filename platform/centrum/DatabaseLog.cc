@@ -97,7 +97,9 @@ void DatabaseLog::append() {
 }
 
 void DatabaseLog::rewrite(const Database& database) {
-  std::string content(logBegin);
+  std::string content;
+  content.reserve(size_ / growth);
+  content.append(logBegin);
   DatabaseImage::append(content, database);
   file_->contentIs(content);
   size_ = content.size();

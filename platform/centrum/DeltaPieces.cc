@@ -17,7 +17,9 @@ DeltaPieces::Kept DeltaPieces::encode(const PieceWish& wish) {
   Kept piece;
   piece.wish = wish;
   OrderLink* at = const_cast<OrderLink*>(wish.first);
+  Lookahead ahead(*at);
   while (at != &cells_.end() && writer_.size() < wish.size) {
+    ahead.step();
     const auto& cell = static_cast<const Cell&>(*at);
     if (!cell.alive() && cell.sequence <= wish.heard)
       piece.skipped = std::max(piece.skipped, cell.sequence);
