@@ -1,5 +1,8 @@
 #include "tools/mplsctl/RouteReader.h"
 
+#include <iostream>
+
+#include "agents/common/ExitCode.h"
 #include "agents/common/Paths.h"
 #include "agents/common/Printable.h"
 
@@ -76,6 +79,24 @@ Agents::Json RouteReader::publishers() const {
     all.push_back(std::move(one));
   }
   return all;
+}
+
+int printRoutes(const Options& options, const RoutePrinter& printer) {
+  Agents::Program program(options, Agents::Program::Kind::query);
+  RouteReader reader(program);
+  if (!reader.await(options)) return exitCodeOf(program);
+  const StaticRoutes::MergedView& view = reader.follow().view();
+  if (!options.json) {
+    printer.text(std::cout, view);
+    reader.printGone(std::cout);
+    return Agents::exitGood;
+  }
+  Agents::JsonWriter writer(std::cout, false);
+  writer.begin();
+  printer.json(writer, view);
+  writer.member("publishers", reader.publishers());
+  writer.end();
+  return Agents::exitGood;
 }
 
 }  // namespace MplsCtl

@@ -51,4 +51,14 @@ class RouteReader {
   std::unique_ptr<StaticRoutes::MergeFollower> follower_;
 };
 
+/// How a command prints what was read.
+struct RoutePrinter {
+  void (*text)(std::ostream& out, const StaticRoutes::MergedView& view);
+  void (*json)(Agents::JsonWriter& writer, const StaticRoutes::MergedView& view);
+};
+
+/// Reads once, and prints that and who is gone, in the form that the options ask for. Returns the
+/// exit code.
+int printRoutes(const Options& options, const RoutePrinter& printer);
+
 }  // namespace MplsCtl

@@ -1,7 +1,4 @@
 /// `mplsctl route show`: the routes in force, each with the input that it comes from.
-#include <iostream>
-
-#include "agents/common/ExitCode.h"
 #include "agents/routes/RouteJson.h"
 #include "agents/routes/RouteText.h"
 #include "tools/mplsctl/RouteReader.h"
@@ -10,29 +7,18 @@ namespace MplsCtl {
 
 namespace {
 
-void printText(const StaticRoutes::MergedView& view, const RouteReader& reader) {
-  std::cout << "Merged routes: " << view.routes.size() << '\n';
-  if (!view.routes.empty()) Agents::printTable(std::cout, StaticRoutes::routeRows(view.routes));
-  reader.printGone(std::cout);
+void printText(std::ostream& out, const StaticRoutes::MergedView& view) {
+  out << "Merged routes: " << view.routes.size() << '\n';
+  if (!view.routes.empty()) Agents::printTable(out, StaticRoutes::routeRows(view.routes));
 }
 
-void printJson(const StaticRoutes::MergedView& view, const RouteReader& reader) {
-  Agents::JsonWriter writer(std::cout, false);
-  writer.begin();
+void printJson(Agents::JsonWriter& writer, const StaticRoutes::MergedView& view) {
   writer.list("routes", view.routes,
               [](const auto& one) { return StaticRoutes::routeJson(one.first, one.second); });
-  writer.member("publishers", reader.publishers());
-  writer.end();
 }
 
 }  // namespace
 
-int routeShow(const Options& options) {
-  Agents::Program program(options, Agents::Program::Kind::query);
-  RouteReader reader(program);
-  if (!reader.await(options)) return exitCodeOf(program);
-  (options.json ? printJson : printText)(reader.follow().view(), reader);
-  return Agents::exitGood;
-}
+int routeShow(const Options& options) { return printRoutes(options, {printText, printJson}); }
 
 }  // namespace MplsCtl
