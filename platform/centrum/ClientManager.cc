@@ -202,13 +202,14 @@ void ClientManager::granted(ClientMount& mount, const Message::Mounted& mounted)
   mount.number = mounted.path;
   mount.granted = true;
   byNumber_[mounted.path] = &mount;
-  if (!mount.content.entity()) {
-    const auto entity = tree_.findOrMake(mount.info.path, *mount.type);
-    if (!entity)
-      return refused(mount, mountWrongType_, mount.info.path + ": another type is in the way");
-    mount.content.entityIs(entity);
-    tellChanges();
-  }
+  const auto entity = tree_.findOrMake(mount.info.path, *mount.type, mount.content.entity());
+  if (!entity)
+    return refused(mount, mountWrongType_, mount.info.path + ": another type is in the way");
+  mount.content.entityIs(entity);
+  if (mount.writable() && mount.content.filled() &&
+      entity->formaReplica() != Forma::Replica::original)
+    own(mount);  // the path was taken away, and made again
+  tellChanges();
   if (!mount.content.filled()) {
     // Nothing comes for a replacing mount, nor for one of a path that nobody has written.
     stateIs(mount, MountState::filling);

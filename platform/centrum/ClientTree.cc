@@ -29,7 +29,8 @@ Forma::Ptr<Forma::Entity> ClientTree::find(std::string_view path) const {
 }
 
 Forma::Ptr<Forma::Entity> ClientTree::findOrMake(std::string_view path,
-                                                 const Forma::EntityType& type) {
+                                                 const Forma::EntityType& type,
+                                                 const Forma::Ptr<Forma::Entity>& wanted) {
   Forma::Ptr<Forma::Entity> at = root_;
   const auto names = pathNames(path);
   for (std::size_t i = 0; i < names.size(); ++i) {
@@ -37,6 +38,10 @@ Forma::Ptr<Forma::Entity> ClientTree::findOrMake(std::string_view path,
     if (!dir) return nullptr;
     const bool last = i + 1 == names.size();
     at = dir->entry(Forma::Name(names[i]));
+    if (last && wanted && at != wanted && (!at || at->formaType().name == type.name)) {
+      wanted->formaReplicaIs(Forma::Replica::copy);
+      put(*dir, at = wanted);
+    }
     if (at) continue;
     entryIs(*dir, names[i], last ? type.name : Forma::Dir::formaTypeName);
     at = dir->entry(Forma::Name(names[i]));

@@ -33,8 +33,10 @@ class ClientTree {
 
   Forma::Ptr<Forma::Entity> find(std::string_view path) const;
   /// Gets or makes the entity of that type at `path`, and the directories above it; notes what that
-  /// changes. Null when another type is there, or something on the way is no directory.
-  Forma::Ptr<Forma::Entity> findOrMake(std::string_view path, const Forma::EntityType& type);
+  /// changes. Null when another type is there, or something on the way is no directory. `wanted`,
+  /// unless it is null, is the entity that must stand there: it may have been taken away.
+  Forma::Ptr<Forma::Entity> findOrMake(std::string_view path, const Forma::EntityType& type,
+                                       const Forma::Ptr<Forma::Entity>& wanted);
 
   /// Directory entries as the server states them. Each notes what it changes; an entry that is
   /// there with that type is left alone.

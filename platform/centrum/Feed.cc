@@ -127,8 +127,8 @@ void Feed::addPiece(OutBuffer& out, Subscription& subscription) {
   const bool snapshot = queue == State::snapshot;
   const bool begin = snapshot && !std::exchange(subscription.begun, true);
   const Place& place = subscription.mount.place;
-  auto piece = place.path.nextDelta(subscription.cursor, shared_.options.chunkBytes, snapshot,
-                                    begin);
+  auto piece =
+      place.path.nextDelta(subscription.cursor, shared_.options.chunkBytes, snapshot, begin);
   if (piece) {
     subscription.group = group_;
     groupOpen_ = true;

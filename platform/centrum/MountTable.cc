@@ -4,11 +4,10 @@
 
 #include <utility>
 
+#include "platform/centrum/MountRefusal.h"
 #include "platform/centrum/PathNames.h"
 #include "platform/centrum/ServerConnection.h"
-#include "platform/forma/Dir.h"
 #include "platform/forma/Errors.h"
-#include "platform/forma/Schema.h"
 #include "platform/forma/Trace.h"
 
 namespace Centrum {
@@ -28,13 +27,18 @@ std::string normalized(std::string_view path) {
   return name;
 }
 
-std::string shown(const std::string& name) { return name.empty() ? "the root directory" : name; }
-
 /// Answers a mount that does not succeed, or not yet.
 void answer(ServerConnection& connection, const Message::Mount& asked, MountStatus status,
             const std::string& text) {
   FORMA_TRACE(trace, 1, "mount of ", connection.holder(), ": ", status, " ", text);
   connection.send(Message::Mounted{asked.request, status, 0, 0, false, Forma::String8(text)});
+}
+
+/// Answers a mount if there is a problem; whether there is.
+bool refused(ServerConnection& connection, const Message::Mount& asked,
+             const MountProblem& problem) {
+  if (problem) answer(connection, asked, problem->status, problem->text);
+  return problem.has_value();
 }
 
 }  // namespace
@@ -70,15 +74,11 @@ void MountTable::mount(ServerConnection& connection, const Message::Mount& asked
 void MountTable::read(ServerConnection& connection, const Message::Mount& asked,
                       const std::string& name) {
   if (Path* path = shared_.database->find(name)) {
-    if (!acceptable(connection, asked, *path)) return;
+    if (refused(connection, asked, otherType(*path, asked))) return;
     if (published(*path)) return readPath(connection, asked, *path);
   }
-  if (const std::string problem = obstacle(name); !problem.empty())
-    return answer(connection, asked, mountWrongType(), problem);
-  if (connection.waiting == waitingLimit)
-    Forma::throwRangeException("more than " + std::to_string(waitingLimit) + " mounts wait");
-  waiting_.emplace(name, Waiting{&connection, asked});
-  ++connection.waiting;
+  if (refused(connection, asked, noDirectory(*shared_.database, name))) return;
+  waiting_.add({&connection, name, asked});
   answer(connection, asked, mountPending(), "");
 }
 
@@ -110,44 +110,13 @@ void MountTable::subscribe(ServerMount& mount, const Message::Mount& asked, bool
   feed.start(*mount.subscription, !resumed);
 }
 
-/// Whether the path is what was asked for; answers if not.
-bool MountTable::acceptable(ServerConnection& connection, const Message::Mount& asked,
-                            const Path& path) {
-  const std::string name = shown(path.fullName());
-  if (asked.typeName.view() != path.typeName()) {
-    answer(connection, asked, mountWrongType(),
-           name + " is of type " + path.typeName() + ", not of type " +
-               std::string(asked.typeName.view()));
-    return false;
-  }
-  if (path.isDirectory() || asked.schema == path.schema()) return true;
-  answer(connection, asked, mountRefused(),
-         name + ": the schema of " + path.typeName() + " is " +
-             Forma::schemaHashText(asked.schema) + " here, but " +
-             Forma::schemaHashText(path.schema()) + " in the database");
-  return false;
-}
-
-/// What is in the way of a path that is not there; empty when nothing is.
-std::string MountTable::obstacle(std::string_view name) const {
-  for (std::size_t end = name.find('/'); end != std::string_view::npos;
-       end = name.find('/', end + 1)) {
-    const Path* parent = shared_.database->find(name.substr(0, end));
-    if (!parent) break;
-    if (!parent->isDirectory())
-      return parent->fullName() + " is of type " + parent->typeName() + ", no directory for " +
-             std::string(name);
-  }
-  return {};
-}
-
 // ---- Writing -----------------------------------------------------------------------------------
 
 void MountTable::write(ServerConnection& connection, const Message::Mount& asked,
                        const std::string& name) {
   if (!mayOwn(connection, asked, name)) return;
   Path* path = shared_.database->find(name);
-  if (path && !acceptable(connection, asked, *path)) return;
+  if (path && refused(connection, asked, otherType(*path, asked))) return;
   if (!path) path = create(connection, asked, name);
   if (!path) return;
   if (path->isDirectory()) readPath(connection, asked, *path);
@@ -157,13 +126,8 @@ void MountTable::write(ServerConnection& connection, const Message::Mount& asked
 /// Whether the connection may become, or is, the owner; answers if not.
 bool MountTable::mayOwn(ServerConnection& connection, const Message::Mount& asked,
                         const std::string& name) {
-  if (!connection.mayWrite()) {
-    const Peer& peer = connection.peer();
-    answer(connection, asked, mountRefused(),
-           shown(name) + ": writing needs " + shared_.listener->neededRight() + "; peer is uid " +
-               std::to_string(peer.uid) + " gid " + std::to_string(peer.gid));
+  if (refused(connection, asked, missingRight(*shared_.listener, connection.peer(), name)))
     return false;
-  }
   std::string holder;
   if (name.starts_with(serverDirectory)) holder = self_.view();
   else if (const Place* at = takeFromGone(name, connection)) holder = at->holder.view();
@@ -197,8 +161,8 @@ void MountTable::own(ServerConnection& connection, const Message::Mount& asked, 
   }
   const bool adopt = asked.mode == static_cast<std::uint8_t>(MountMode::adopt);
   const bool known = path.writer() == asked.instance || (adopt && !published(path));
-  connection.send(Message::Mounted{asked.request, mountSuccess(), path.id(),
-                                   known ? path.lastBatch() : 0, known, {}});
+  connection.send(Message::Mounted{
+      asked.request, mountSuccess(), path.id(), known ? path.lastBatch() : 0, known, {}});
   if (mount.subscription) connection.feed().onceIs(*mount.subscription);
   else if (adopt && !known && !again) subscribe(mount, asked, true);
   if (adopt && (again || mount.subscription)) connection.feed().markDueIs();
@@ -207,14 +171,13 @@ void MountTable::own(ServerConnection& connection, const Message::Mount& asked, 
 /// Creates a path; answers, and returns null, when that is not possible.
 Path* MountTable::create(ServerConnection& connection, const Message::Mount& asked,
                          const std::string& name) {
-  std::string problem = obstacle(name);
+  if (refused(connection, asked, noDirectory(*shared_.database, name))) return nullptr;
   try {
-    if (problem.empty()) return &make(name, asked.typeName, asked.schema);
-  } catch (const Forma::NameException& refusal) {
-    problem = refusal.what();
+    return &make(name, asked.typeName, asked.schema);
+  } catch (const Forma::NameException& problem) {
+    answer(connection, asked, mountWrongType(), problem.what());
+    return nullptr;
   }
-  answer(connection, asked, mountWrongType(), problem);
-  return nullptr;
 }
 
 Path& MountTable::make(std::string_view name, std::string_view typeName, std::uint64_t schema) {
@@ -226,30 +189,9 @@ Path& MountTable::make(std::string_view name, std::string_view typeName, std::ui
   return path;
 }
 
-/// Mounts that wait for the path or a directory made for it, and those that waited in vain: for
-/// something below what is no directory.
 void MountTable::wakeWaiting(Path& path) {
-  for (const Path* made = published(path) ? &path : path.parent(); made; made = made->parent()) {
-    const auto [first, last] = waiting_.equal_range(made->fullName());
-    wakeWaiting(first, last);
-  }
-  if (path.isDirectory()) return;
-  const std::string below = path.fullName() + '/';
-  const std::string behind = path.fullName() + static_cast<char>('/' + 1);
-  wakeWaiting(waiting_.lower_bound(below), waiting_.lower_bound(behind));
-}
-
-void MountTable::wakeWaiting(WaitingMap::iterator first, WaitingMap::iterator last) {
-  while (first != last) {
-    const auto one = waiting_.extract(first++);
-    --one.mapped().connection->waiting;
-    read(*one.mapped().connection, one.mapped().asked, one.key());
-  }
-}
-
-void MountTable::forgetWaiting(const ServerConnection& connection) {
-  if (connection.waiting == 0) return;
-  std::erase_if(waiting_, [&](const auto& one) { return one.second.connection == &connection; });
+  for (const WaitingMount& one : waiting_.take(path, published(path)))
+    read(*one.connection, one.asked, one.name);
 }
 
 // ---- What owners do ----------------------------------------------------------------------------

@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +17,7 @@
 #include "platform/centrum/Feed.h"
 #include "platform/centrum/OwnedPath.h"
 #include "platform/centrum/ServerShared.h"
+#include "platform/centrum/WaitingMounts.h"
 
 namespace Centrum {
 
@@ -49,8 +49,6 @@ class MountTable {
  public:
   /// Longer names of paths are refused.
   static constexpr std::size_t pathLimit = 4096;
-  /// A connection that waits for more is closed.
-  static constexpr std::size_t waitingLimit = 1U << 16;
 
   explicit MountTable(ServerShared& shared);
 
@@ -59,7 +57,7 @@ class MountTable {
   /// The connection gives a path up. Destroys the mount's subscription and its ownership.
   void release(ServerMount& mount);
   /// The connection waits for nothing any more.
-  void forgetWaiting(const ServerConnection& connection);
+  void forgetWaiting(const ServerConnection& connection) { waiting_.forget(connection); }
   /// Applies a batch, unless it was applied before.
   void apply(ServerMount& mount, const Message::Batch& batch);
   /// Takes a path away. All mounts of it are gone then.
@@ -76,26 +74,17 @@ class MountTable {
   Place& place(Path& path);
 
  private:
-  struct Waiting {
-    ServerConnection* connection;
-    Message::Mount asked;
-  };
-  using WaitingMap = std::multimap<std::string, Waiting, std::less<>>;
-
   void read(ServerConnection& connection, const Message::Mount& asked, const std::string& name);
   void readPath(ServerConnection& connection, const Message::Mount& asked, Path& path);
   void write(ServerConnection& connection, const Message::Mount& asked, const std::string& name);
   void own(ServerConnection& connection, const Message::Mount& asked, Path& path);
-  bool acceptable(ServerConnection& connection, const Message::Mount& asked, const Path& path);
   bool mayOwn(ServerConnection& connection, const Message::Mount& asked, const std::string& name);
   const Place* takeFromGone(const std::string& name, const ServerConnection& wanted);
   void subscribe(ServerMount& mount, const Message::Mount& asked, bool once);
   Path* create(ServerConnection& connection, const Message::Mount& asked, const std::string& name);
   Path& make(std::string_view name, std::string_view typeName, std::uint64_t schema);
-  std::string obstacle(std::string_view name) const;
   bool published(Path& path);
   void wakeWaiting(Path& path);
-  void wakeWaiting(WaitingMap::iterator first, WaitingMap::iterator last);
   void changed(Place& at);
   void ownerChanged(Place& at);
 
@@ -103,7 +92,7 @@ class MountTable {
   const Forma::String8 self_;
   const double started_;
   std::unordered_map<std::uint32_t, Place> places_;
-  WaitingMap waiting_;
+  WaitingMounts waiting_;
   std::function<void()> onServerRead_;
 };
 

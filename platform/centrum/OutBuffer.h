@@ -39,7 +39,7 @@ class OutBuffer {
   std::string& tail() { return piece_ ? behind_ : small_; }
   bool write(Stream& stream, std::string_view bytes, std::size_t& at);
 
-  std::string small_;       // goes first
+  std::string small_;        // goes first
   std::size_t smallAt_ = 0;  // written of it
   std::shared_ptr<const std::string> piece_;
   std::size_t pieceAt_ = 0;

@@ -35,8 +35,7 @@ void OwnedPath::check(const Message::Batch& frame, std::size_t limit) const {
     Forma::throwParseException("batch " + number + " begins before batch " +
                                std::to_string(newest_) + " has ended");
   if (frame.number < newest_)
-    Forma::throwParseException("batch " + number + " comes after batch " +
-                               std::to_string(newest_));
+    Forma::throwParseException("batch " + number + " comes after batch " + std::to_string(newest_));
   if ((open_ ? records_.size() : 0) + frame.records.size() > limit)
     Forma::throwParseException("batch " + number + " is larger than " + std::to_string(limit) +
                                " bytes");

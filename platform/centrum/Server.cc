@@ -189,8 +189,8 @@ void Server::Impl::noteStalled() {
 
 Server::Server(Kiln::EventLoop& loop, std::unique_ptr<Listener> listener,
                std::unique_ptr<LogFile> log, ServerOptions options)
-    : impl_(std::make_unique<Impl>(loop, std::move(listener), std::move(log),
-                                   std::move(options))) {}
+    : impl_(std::make_unique<Impl>(loop, std::move(listener), std::move(log), std::move(options))) {
+}
 
 Server::~Server() = default;
 

@@ -21,8 +21,8 @@
 namespace Centrum {
 
 struct ServerOptions {
-  Epoch freshEpoch = 0;  ///< of a database that starts without a log; 0: a random one
-  std::size_t snapshotsAtOnce = 16;   ///< further ones wait their turn
+  Epoch freshEpoch = 0;                ///< of a database that starts without a log; 0: a random one
+  std::size_t snapshotsAtOnce = 16;    ///< further ones wait their turn
   std::size_t chunkBytes = 64U << 10;  ///< of one Delta
   std::size_t batchLimit = 512U << 20;  ///< bytes of one unfinished batch
   /// Hears, in the loop, what people should know: clients that sent nonsense, a log that cannot be

@@ -159,18 +159,40 @@ TEST(DatabaseLogTest, GoesOnWithoutALogWhileItCannotBeWritten) {
   }
   EXPECT_GT(commits, 500);
   EXPECT_EQ(Server(disk, 1).database->sequence(), server.database->sequence());
+}
 
-  // The size is bounded by twice that of what there is, and a least one.
+TEST(DatabaseLogTest, IsAtMostTwiceAsLargeAsWhatThereIs) {
+  Disk disk;
   const std::string large(DatabaseLog::leastSize / 20, 'x');
-  for (int i = 0; i < 100; ++i) {
-    server.apply("a", put("k", large + std::to_string(i)));
-    server.log.commit(*server.database);
-    EXPECT_EQ(server.log.size(), disk.content.size());
-    EXPECT_LE(disk.content.size(), DatabaseLog::leastSize * 11 / 10);
+  for (int start = 0; start < 10; ++start) {
+    Server server(disk, 77);
+    EXPECT_EQ(server.database->sequence(), start == 0 ? 0U : 1U + 10U * unsigned(start));
+    for (int i = 0; i < 10; ++i) {
+      server.apply("a", put("k", large + char('0' + (start + i) % 10)));
+      server.log.commit(*server.database);
+      EXPECT_EQ(server.log.size(), disk.content.size());
+      EXPECT_LE(disk.content.size(), DatabaseLog::leastSize * 11 / 10);
+    }
   }
-  Server again(disk, 1);
-  EXPECT_EQ(again.database->sequence(), server.database->sequence());
-  EXPECT_EQ(again.database->find("a")->bytes(), server.database->find("a")->bytes());
+}
+
+TEST(DatabaseLogTest, KnowsWhatItForgot) {
+  Disk disk;
+  Server server(disk, 77);
+  std::string records;
+  for (std::size_t i = 0; i <= Database::tombstonesKept; ++i) records += put(std::to_string(i), "");
+  server.apply("a", records);
+  const Sequence full = server.database->sequence();
+  server.apply("a", {}, true);
+  server.log.commit(*server.database);
+  const Server again(disk, 1);
+  for (const Server* one : {&std::as_const(server), &again}) {
+    Path& path = *one->database->find("a");
+    EXPECT_EQ(path.deadCells(), Database::tombstonesKept);
+    Centrum::Cursor cursor(path);
+    EXPECT_FALSE(cursor.toSequence(full));
+    EXPECT_TRUE(cursor.toSequence(full + 1));
+  }
 }
 
 TEST(DatabaseLogTest, WhatIsDamagedIsSetAside) {

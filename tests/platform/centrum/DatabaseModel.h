@@ -147,11 +147,10 @@ class Reader {
   /// Nothing, a bit, or all there is.
   void readSome(Random& random) {
     if (below(random, 8) == 0) return readAll(random);
-    for (int n = below(random, 3); n > 0; --n)
-      read(static_cast<std::size_t>(1 + below(random, 60)));
+    for (int n = below(random, 3); n > 0; --n) read(1 + random() % 60);
   }
   void readAll(Random& random) {
-    while (read(static_cast<std::size_t>(1 + below(random, 3000)))) continue;
+    while (read(1 + random() % 3000)) continue;
     EXPECT_TRUE(root_ == truth_.root);
   }
 

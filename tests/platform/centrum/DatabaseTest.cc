@@ -79,6 +79,17 @@ TEST(DatabaseTest, ReadersAtOnePlaceShareTheBytesOfAPiece) {
   EXPECT_FALSE(first.toSequence(database.sequence() + 1));
   EXPECT_TRUE(first.toSequence(database.sequence() - 1));
   EXPECT_FALSE(first.atEnd());
+
+  // A snapshot tells of what was erased since it began, unlike one that begins later.
+  first.toHead();
+  database.apply(path, {}, true, 1, 1);
+  second.toHead();
+  Cursor third(path);
+  third.toHead();
+  const auto told = path.nextDelta(first, 100, true, true);
+  const auto empty = path.nextDelta(second, 100, true, true);
+  EXPECT_GT(told->size(), empty->size());
+  EXPECT_EQ(path.nextDelta(third, 100, true, true), empty);
 }
 
 TEST(DatabaseTest, PathsAreMadeWithTheirDirectoriesAndGoWithWhatIsBelow) {
