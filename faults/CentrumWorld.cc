@@ -6,35 +6,7 @@
 
 namespace CentrumSim {
 
-/// The log of one server. It has no effect once that was killed.
-class World::DiskLog final : public Centrum::LogFile {
- public:
-  explicit DiskLog(World& world) : world_(world) {}
-  std::string content() override { return world_.disk_.log; }
-  void append(std::string_view bytes) override {
-    if (dead_) return;
-    if (dies()) bytes = bytes.substr(0, world_.random(bytes.size() + 1));
-    world_.disk_.log += bytes;
-  }
-  void contentIs(std::string_view bytes) override {
-    if (dead_ || (dies() && world_.random(2) == 0)) return;
-    world_.disk_.log = bytes;
-  }
-  void remove() override { world_.stage_.fail("the log was given up"); }
-  std::string name() const override { return "log"; }
-
- private:
-  bool dies() {
-    if (world_.disk_.writesLeft == 0 || --world_.disk_.writesLeft != 0) return false;
-    dead_ = true;
-    world_.diesWriting();
-    return true;
-  }
-  World& world_;
-  bool dead_ = false;
-};
-
-World::World(std::uint32_t seed) : stage_(seed) {
+World::World(std::uint32_t seed) : stage_(seed), server_(stage_) {
   stage_.keepsLog = stage_.chance(2);
   stage_.wholeTurns = !stage_.chance(3);
   stage_.network.capacity(stage_.chance(3) ? 64000 : 300 + random(3000));
@@ -72,6 +44,7 @@ World::World(std::uint32_t seed) : stage_(seed) {
 World::~World() = default;
 
 std::string World::run() {
+  server_.onPowerCut = [this] { writers_[random(3)]->kill(); };
   for (int i = 0; i < 80 && stage_.problem.empty(); ++i) {
     step();
     const std::uint32_t pause = random(20);
@@ -90,7 +63,7 @@ void World::step() {
     writers_[random(3)]->change();
     heir_->change();
   } else if (what < 13) {
-    disturbServer();
+    server_.disturb();
   } else if (what < 15) {
     disturbOwners();
   } else if (what < 18) {
@@ -99,38 +72,6 @@ void World::step() {
     disturbNetwork();
   }
   if (what % 3 == 0) all_[random(all_.size())]->start();
-}
-
-void World::startServer() {
-  if (server_) return;
-  ++serverStarts_;
-  Centrum::ServerOptions options;
-  options.freshEpoch = serverStarts_;
-  if (!stage_.wholeTurns) options.chunkBytes = stage_.chance(3) ? 100 : 20000;
-  if (stage_.chance(2)) options.snapshotsAtOnce = 1;
-  options.report = [this](const std::string& text) { stage_.fail("the server reports " + text); };
-  server_ = std::make_unique<Centrum::Server>(
-      stage_.loop, stage_.network.listener(),
-      stage_.keepsLog ? std::make_unique<DiskLog>(*this) : nullptr, options);
-}
-
-void World::killServer() {
-  disk_.writesLeft = 0;
-  server_ = nullptr;
-}
-
-void World::diesWriting() {
-  stage_.network.cutAll();
-  stage_.loop.post([this] {
-    killServer();
-    if (stage_.chance(2)) writers_[random(3)]->kill();
-  });
-}
-
-void World::disturbServer() {
-  if (!server_ || stage_.chance(2)) return startServer();
-  if (stage_.keepsLog && stage_.chance(2)) disk_.writesLeft = 1 + random(5);
-  else killServer();
 }
 
 void World::disturbOwners() {
@@ -148,8 +89,8 @@ void World::takeOver() {
   if (!heir_->wanted) return heir_->kill();
   if (stage_.chance(2)) {
     stage_.network.freeze(writers_[0]->name(), true);
-    killServer();
-    startServer();
+    server_.kill();
+    server_.start();
   } else {
     writers_[0]->kill();
   }
@@ -193,14 +134,13 @@ void World::disturbNetwork() {
 void World::settle() {
   heir_->wanted = false;
   heir_->kill();
-  disk_.writesLeft = 0;
   stage_.network.delay(0, 0.002);
   for (Process* one : all_) {
     stage_.network.freeze(one->name(), false);
     stage_.network.rate(one->name(), 0);
     one->start();
   }
-  startServer();
+  server_.settle();
   stage_.loop.advance(stage_.clock, 10);  // what was frozen hears that it is no owner any more
   for (int i = 0; i < 40 && !settled(); ++i) stage_.loop.advance(stage_.clock, 1);
   stage_.loop.advance(stage_.clock, 1);

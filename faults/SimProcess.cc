@@ -72,6 +72,8 @@ void Process::completed(Centrum::MountStatus status) {
 
 Writer::~Writer() = default;
 
+void Writer::started() { manager().observerIs(this); }
+
 /// Another one owns the path: tries again later. There is no other reason to be refused.
 void Writer::refused() {
   const auto infos = manager().mountInfos();
@@ -79,8 +81,17 @@ void Writer::refused() {
     return info.problem.find(" is owned by ") != std::string::npos;
   });
   if (!owned) return fail("was refused, though nobody owns the path");
-  stage_.loop.post([this] {
-    if (ready()) return;
+  startAgain();
+}
+
+/// Another one wrote what it owned: it must begin with that.
+void Writer::onMountRefused(const Centrum::MountInfo& mount) {
+  if (ready() && mount.problem.find("start again") != std::string::npos) startAgain();
+}
+
+void Writer::startAgain() {
+  stage_.loop.post([this, life = life()] {
+    if (life != this->life()) return;
     kill();
     stage_.loop.timers().timerIs(stage_.clock.now() + 1, [this] {
       if (wanted) start();

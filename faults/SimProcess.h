@@ -83,7 +83,7 @@ class Process {
 };
 
 /// Owns paths. What it mounts "x" it builds anew in a few turns, and commits then.
-class Writer final : public Process {
+class Writer final : public Process, private Centrum::ConnectionObserver {
  public:
   using Process::Process;
   ~Writer() override;
@@ -95,8 +95,11 @@ class Writer final : public Process {
   bool settled() const;
 
  private:
+  void started() override;
   void mounted() override;
   void refused() override;
+  void onMountRefused(const Centrum::MountInfo& mount) override;
+  void startAgain();
   void fill(int turns);
   void turn();
   void changeLedger(Ledger& ledger);

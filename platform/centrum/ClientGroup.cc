@@ -30,8 +30,12 @@ void ClientGroup::start() {
   started_ = true;
   for (const Wish& wish : wishes_) {
     const MountResult result = manager_->mountIs(wish.path, wish.typeName, wish.mode);
-    if (result.mount) mounts_.push_back(result.mount);
-    else if (refusal_ == mountPending_) refusal_ = result.status;
+    if (result.mount) {
+      mounts_.push_back(result.mount);
+      ++result.mount->groups;
+    } else if (refusal_ == mountPending_) {
+      refusal_ = result.status;
+    }
   }
   check();
 }
@@ -49,10 +53,16 @@ void ClientGroup::complete(MountStatus status) {
   const Forma::Ptr<ClientGroup> self(this);
   const Forma::Ptr<MountCallback> callback = std::exchange(callback_, nullptr);
   std::erase(manager_->groups_, self);
+  if (status != mountSuccess_)
+    for (ClientMount* mount : mounts_) manager_->unwanted(*mount);
   manager_->loop_.post([callback, status, self] {
     ClientManager& manager = *self->manager_;
     if (manager.closed_) return;
-    callback->doMountsComplete(status, self->manager_);
+    try {
+      callback->doMountsComplete(status, self->manager_);
+    } catch (...) {
+      manager.loop_.exceptionIs(std::current_exception());
+    }
     if (status != mountSuccess_) return;
     for (ClientMount* mount : self->mounts_) manager.adopted(*mount);
   });

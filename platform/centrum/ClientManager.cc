@@ -98,6 +98,7 @@ void ClientManager::adopted(ClientMount& mount) {
 void ClientManager::publish(ClientMount& mount) {
   if (std::exchange(mount.committed, true)) return;
   mount.changes.allChanged();
+  sendIsDue(mount);
   loop_.post([] {});  // so that there is an end of a turn
 }
 
@@ -146,35 +147,73 @@ std::vector<MountInfo> ClientManager::mountInfos() const {
 MountResult ClientManager::mountIs(const std::string& path, const std::string& typeName,
                                    const std::string& mode) {
   const std::string name = canonical(path);
-  if (const auto found = byPath_.find(name); found != byPath_.end())
+  const auto found = byPath_.find(name);
+  if (found != byPath_.end() && !found->second->failed())
     return otherMount(*found->second, typeName, mode);
-  ClientMount& mount = *mounts_.emplace_back(std::make_unique<ClientMount>(tree_, applier_));
-  byPath_.emplace(name, &mount);
-  mount.request = static_cast<std::uint32_t>(mounts_.size());
-  mount.info.path = name;
+  ClientMount* mount = found != byPath_.end() ? found->second : nullptr;
+  if (!mount) {
+    mount = mounts_.emplace_back(std::make_unique<ClientMount>(tree_, applier_)).get();
+    byPath_.emplace(name, mount);
+    tree_.keep(name);
+    mount->request = static_cast<std::uint32_t>(mounts_.size());
+    mount->info.path = name;
+  }
+  prepare(*mount, typeName, mode);
+  return {mount, mount->status};
+}
+
+/// Asks for a mount, for the first time or after it was refused or given up.
+void ClientManager::prepare(ClientMount& mount, const std::string& typeName,
+                            const std::string& mode) {
   mount.info.typeName = typeName;
   mount.info.mode = mode;
+  mount.info.problem.clear();
   mount.since = mount.ownerSince = loop_.now();
   mount.directory = typeName == Forma::Dir::formaTypeName;
   mount.type = mount.directory ? &Forma::Dir::formaEntityType() : registry_.findEntity(typeName);
-  mount.committed = mode != "x";
-  if (!mount.type || !mount.type->make)
-    refused(mount, mountRefused_, name + ": this program does not know the type " + typeName);
-  else request(mount);
-  return {&mount, mount.status};
+  mount.status = mountPending_;
+  mount.committed = mount.lost = false;
+  mount.writer = 0;
+  if (mount.type && mount.type->make) return request(mount);
+  refused(mount, mountRefused_,
+          mount.info.path + ": this program does not know the type " + typeName);
+}
+
+void ClientManager::unwanted(ClientMount& mount) {
+  if (--mount.groups != 0 || mount.failed()) return;
+  giveBack(mount);
+  mount.status = mountRefused_;
+  stateIs(mount, MountState::unmounted);
+}
+
+/// The path is left to others. What is on its way from the server is ignored.
+void ClientManager::giveBack(ClientMount& mount) {
+  if (mount.granted) {
+    link_.send(Message::Unmount{mount.number});
+    byNumber_.erase(mount.number);
+    givenBack_.insert(mount.number);
+    loop_.post([] {});  // so that there is an end of a turn
+  }
+  mount.granted = mount.current = false;
+  mount.content.reset();
+  mount.content.filledIsNot();
+  const auto& entity = mount.content.entity();
+  if (!entity || originals_.erase(entity.get()) == 0) return;
+  lastOriginal_ = nullptr;
+  entity->formaReplicaIs(Forma::Replica::copy);
 }
 
 /// One copy serves all who read it; what is owned may be read besides.
 MountResult ClientManager::otherMount(ClientMount& there, const std::string& typeName,
                                       const std::string& mode) {
-  if (typeName != there.info.typeName) return {nullptr, mountWrongType_};
-  if (mode != there.info.mode && mode != "r" && !there.directory) {
-    MountInfo info = infoOf(there);
-    info.problem = there.info.path + " is mounted \"" + there.info.mode + "\" by this program";
-    observer_->onMountRefused(info);
-    return {nullptr, mountRefused_};
-  }
-  return {&there, there.status};
+  const bool sameType = typeName == there.info.typeName;
+  if (sameType && (mode == there.info.mode || mode == "r" || there.directory))
+    return {&there, there.status};
+  MountInfo info = infoOf(there);
+  info.problem = there.info.path + " is mounted \"" + there.info.mode + "\" as " +
+                 there.info.typeName + " by this program";
+  observer_->onMountRefused(info);
+  return {nullptr, sameType ? mountRefused_ : mountWrongType_};
 }
 
 void ClientManager::request(ClientMount& mount) {
@@ -185,7 +224,7 @@ void ClientManager::request(ClientMount& mount) {
   ask.path = Forma::String8(mount.info.path);
   ask.typeName = Forma::String8(mount.info.typeName);
   ask.schema = mount.directory ? 0 : Forma::schemaHash(*mount.type, registry_);
-  const bool adopting = mount.info.mode == "w" && !(mount.writable() && mount.content.filled());
+  const bool adopting = mount.info.mode == "w" && (mount.directory || !mount.content.filled());
   const MountMode mode = mount.info.mode == "r" ? MountMode::read
                          : adopting             ? MountMode::adopt
                                                 : MountMode::replace;
@@ -199,9 +238,12 @@ void ClientManager::request(ClientMount& mount) {
 }
 
 void ClientManager::granted(ClientMount& mount, const Message::Mounted& mounted) {
+  givenBack_.erase(mounted.path);
   mount.number = mounted.path;
   mount.granted = true;
+  if (mount.failed()) return giveBack(mount);  // nobody wants it any more
   byNumber_[mounted.path] = &mount;
+  touch(mount);
   const auto entity = tree_.findOrMake(mount.info.path, *mount.type, mount.content.entity());
   if (!entity)
     return refused(mount, mountWrongType_, mount.info.path + ": another type is in the way");
@@ -210,28 +252,51 @@ void ClientManager::granted(ClientMount& mount, const Message::Mounted& mounted)
       entity->formaReplica() != Forma::Replica::original)
     own(mount);  // the path was taken away, and made again
   tellChanges();
-  if (!mount.content.filled()) {
-    // Nothing comes for a replacing mount, nor for one of a path that nobody has written.
-    stateIs(mount, MountState::filling);
-    if (!mount.writable() || (mount.info.mode == "w" && !mounted.instanceKnown)) return;
-    mount.committed = false;
-    mount.content.filledIs();
-    filled(mount);
-    return checkGroups();
-  }
-  if (!mount.writable()) return;  // resumes: it is mounted again with the next complete mark
-  if (mounted.instanceKnown) mount.changes.resendAfter(mounted.lastBatch);
+  if (!mount.content.filled()) begin(mount, mounted);
+  else if (mount.writable()) ownAgain(mount, mounted);
+  // A copy resumes: it is mounted again with the next complete mark.
+}
+
+/// Nothing comes for a replacing mount, nor for one of a path that nobody has written.
+void ClientManager::begin(ClientMount& mount, const Message::Mounted& mounted) {
+  stateIs(mount, MountState::filling);
+  mount.writer = mounted.writer;
+  if (!mount.writable() || (mount.info.mode == "w" && !mounted.instanceKnown)) return;
+  mount.content.filledIs();
+  filled(mount);
+  checkGroups();
+}
+
+/// The connection is back. What another one has written since is not overwritten by an owner that
+/// started from what was published: it would have to start from that again.
+void ClientManager::ownAgain(ClientMount& mount, const Message::Mounted& mounted) {
+  const bool others = mounted.writer != 0 && mounted.writer != instance_;
+  if (others && mounted.writer != mount.writer && mount.info.mode == "w") return takenOver(mount);
+  if (others && mounted.writer == mount.writer) mount.changes.resendAfter(0);  // ours got lost
+  else if (mounted.instanceKnown) mount.changes.resendAfter(mounted.lastBatch);
   else if (mount.committed) mount.changes.allChanged();
   stateIs(mount, MountState::mounted);
+  sendIsDue(mount);
+}
+
+void ClientManager::takenOver(ClientMount& mount) {
+  mount.lost = true;
+  link_.send(Message::Unmount{mount.number});
+  byNumber_.erase(mount.number);
+  givenBack_.insert(mount.number);
+  refused(
+      mount, mountRefused_,
+      mount.info.path + " was written by another process meanwhile; to adopt that, start again");
 }
 
 void ClientManager::refused(ClientMount& mount, MountStatus status, std::string_view problem) {
+  const bool news = mount.info.problem != problem;
   mount.info.problem = problem;
-  mount.granted = false;
+  mount.granted = mount.current = false;
   // What was mounted before stays; it is asked for again when the connection is.
   if (!mount.content.filled()) mount.status = status;
   stateIs(mount, MountState::refused);
-  observer_->onMountRefused(infoOf(mount));
+  if (news) observer_->onMountRefused(infoOf(mount));
   if (mount.content.filled() && mount.writable()) reclaimTimer_.scheduleAfter(reclaimPause);
   loop_.post([self = Forma::Ptr<ClientManager>(this)] { self->checkGroups(); });
 }
@@ -239,7 +304,8 @@ void ClientManager::refused(ClientMount& mount, MountStatus status, std::string_
 /// What another one took over is asked for again: that one may have gone.
 void ClientManager::reclaim() {
   for (const auto& mount : mounts_)
-    if (mount->info.state == MountState::refused && !mount->failed() && mount->writable())
+    if (mount->info.state == MountState::refused && !mount->failed() && !mount->lost &&
+        mount->writable())
       request(*mount);
 }
 
@@ -257,11 +323,20 @@ void ClientManager::stateIs(ClientMount& mount, MountState state) {
   mount.since = loop_.now();
 }
 
-ClientMount& ClientManager::mountOf(std::uint32_t number) {
+/// Null when it was given back, which the server may not know yet.
+ClientMount* ClientManager::mountOf(std::uint32_t number) {
   const auto found = byNumber_.find(number);
-  if (found == byNumber_.end())
-    Forma::throwParseException("path number " + std::to_string(number) + " is not mounted");
-  return *found->second;
+  if (found != byNumber_.end()) return found->second;
+  if (givenBack_.contains(number)) return nullptr;
+  Forma::throwParseException("path number " + std::to_string(number) + " is not mounted");
+}
+
+void ClientManager::touch(ClientMount& mount) {
+  if (!std::exchange(mount.touched, true)) touched_.push_back(&mount);
+}
+
+void ClientManager::sendIsDue(ClientMount& mount) {
+  if (!mount.changes.empty() && !std::exchange(mount.sendDue, true)) sendDue_.push_back(&mount);
 }
 
 // ---- The connection ----------------------------------------------------------------------------
@@ -275,15 +350,23 @@ void ClientManager::linkIsUp(const Message::Welcome& welcome) {
   sequence_ = welcome.sequence;
   observer_->onConnected(link_.address());
   for (const auto& mount : mounts_)
-    if (!mount->failed()) request(*mount);
+    if (!mount->failed() && !mount->lost) request(*mount);
 }
 
 void ClientManager::linkIsDown(const std::string& reason) {
   byNumber_.clear();
+  givenBack_.clear();
   for (const auto& mount : mounts_) {
+    if (std::exchange(mount->current, false)) {
+      mount->epoch = epoch_;
+      mount->sequence = sequence_;
+    }
     mount->granted = mount->waitingTold = false;
     mount->content.reset();
-    if (!mount->failed())
+    // Nothing of it is published: what is published meanwhile is to be adopted after all.
+    if (mount->info.mode == "w" && mount->writable() && !mount->committed)
+      mount->content.filledIsNot();
+    if (!mount->failed() && !mount->lost)
       stateIs(*mount, mount->content.filled() ? MountState::stale : MountState::waiting);
   }
   tellChanges();  // of what was being filled: what comes next may undo them
@@ -313,33 +396,41 @@ void ClientManager::received(const Message::Mounted& mounted) {
 }
 
 void ClientManager::received(const Message::Delta& delta) {
-  ClientMount& mount = mountOf(delta.path);
-  if (mount.writable() && mount.content.filled()) return;  // ours is what counts
-  mount.content.received(delta);
+  ClientMount* const mount = mountOf(delta.path);
+  if (!mount || (mount->writable() && mount->content.filled())) return;  // ours is what counts
+  touch(*mount);
+  mount->content.received(delta);
 }
 
+/// Costs what arrived, whatever the number of mounts.
 void ClientManager::received(const Message::Mark& mark) {
-  for (const auto& mount : mounts_) {
-    counters_.changesApplied += mount->content.mark();
-    if (!mount->granted || !mount->content.filled()) continue;
-    if (mark.complete) {
-      mount->epoch = epoch_;
-      mount->sequence = mark.sequence;
-    }
-    if (mount->info.state == MountState::filling) filled(*mount);
-    else if (mark.complete && mount->info.state == MountState::stale)
-      stateIs(*mount, MountState::mounted);
-  }
   if (mark.complete) sequence_ = mark.sequence;
-  tellChanges();
-  checkGroups();
+  for (ClientMount* mount : std::exchange(touched_, {})) {
+    mount->touched = false;
+    counters_.changesApplied += mount->content.mark();
+    tellChanges();  // so that whoever hears of one path finds in others what it was told of them
+    if (!mount->granted) continue;
+    if (mount->content.filled() && mount->info.state == MountState::filling) filled(*mount);
+    if (!mark.complete || !mount->content.filled()) {
+      touch(*mount);  // until it is complete
+      continue;
+    }
+    mount->current = true;
+    if (mount->info.state == MountState::stale) stateIs(*mount, MountState::mounted);
+  }
+  if (std::exchange(readinessChanged_, false)) checkGroups();
 }
 
 /// A copy is whole for the first time.
 void ClientManager::filled(ClientMount& mount) {
   mount.status = mountSuccess_;
+  readinessChanged_ = true;
   stateIs(mount, MountState::mounted);
-  if (mount.writable()) own(mount);
+  if (!mount.writable()) return;
+  own(mount);
+  // What was adopted is published already.
+  if (mount.info.mode == "w" && mount.writer != 0) mount.committed = true;
+  sendIsDue(mount);
 }
 
 void ClientManager::tellChanges() {
@@ -351,22 +442,27 @@ void ClientManager::checkGroups() {
 }
 
 void ClientManager::received(const Message::Owner& owner) {
-  ClientMount& mount = mountOf(owner.path);
-  const bool news = mount.info.ownerPresent != owner.present && !mount.info.holder.empty();
-  mount.info.ownerPresent = owner.present;
-  mount.info.holder = owner.holder.view();
-  mount.ownerSince = loop_.now() - owner.age;
-  if (news && !mount.directory) observer_->onOwner(infoOf(mount));
+  ClientMount* const mount = mountOf(owner.path);
+  if (!mount) return;
+  const bool news = mount->info.ownerPresent != owner.present && !mount->info.holder.empty();
+  mount->info.ownerPresent = owner.present;
+  mount->info.holder = owner.holder.view();
+  mount->ownerSince = loop_.now() - owner.age;
+  if (news && !mount->directory) observer_->onOwner(infoOf(*mount));
 }
 
 void ClientManager::received(const Message::Removed& removed) {
-  ClientMount& mount = mountOf(removed.path);
+  ClientMount* const mount = mountOf(removed.path);
   byNumber_.erase(removed.path);
-  refused(mount, mountRemoved_, mount.info.path + " was taken away");
+  if (mount) refused(*mount, mountRemoved_, mount->info.path + " was taken away");
 }
 
 void ClientManager::received(const Message::Ack& ack) {
-  mountOf(ack.path).changes.acknowledged(ack.number);
+  ClientMount* const mount = mountOf(ack.path);
+  if (!mount) return;
+  mount->changes.acknowledged(ack.number);
+  mount->writer = instance_;
+  sendIsDue(*mount);
 }
 
 // ---- Changes of this process -------------------------------------------------------------------
@@ -392,6 +488,7 @@ void ClientManager::changed(const Forma::Entity& entity, const Forma::MemberType
   path_.clear();
   Forma::encodePath(path_, *top, entity, member, key);
   mount->changes.changed(path_, &entity != top);
+  sendIsDue(*mount);
 }
 
 void ClientManager::refuse(const Forma::Entity& entity) const {
@@ -407,8 +504,11 @@ void ClientManager::refuse(const Forma::Entity& entity) const {
 }
 
 void ClientManager::turnEnds() {
-  for (const auto& mount : mounts_)
+  for (ClientMount* mount : std::exchange(sendDue_, {})) {
+    mount->sendDue = false;
+    // Else it is due again when it is granted, or an acknowledgement comes.
     if (mount->granted && !mount->changes.full()) sendChanges(*mount);
+  }
   link_.flush();
 }
 

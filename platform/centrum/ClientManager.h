@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/centrum/ClientLink.h"
@@ -53,6 +54,8 @@ class ClientManager : public ConnectedEntityManager, private LinkOwner, private 
   MountResult otherMount(ClientMount& there, const std::string& typeName, const std::string& mode);
   /// The owner of a path that nobody wrote before has seen it: what it holds now is published.
   void adopted(ClientMount& mount);
+  /// A group that failed wants the mount no more: it is given up, unless others want it.
+  void unwanted(ClientMount& mount);
 
   void linkWaits(const std::string& problem) override;
   void linkIsUp(const Message::Welcome& welcome) override;
@@ -75,7 +78,14 @@ class ClientManager : public ConnectedEntityManager, private LinkOwner, private 
                const void* key) override;
   [[noreturn]] void refuse(const Forma::Entity& entity) const override;
 
+  void prepare(ClientMount& mount, const std::string& typeName, const std::string& mode);
   void request(ClientMount& mount);
+  void begin(ClientMount& mount, const Message::Mounted& mounted);
+  void ownAgain(ClientMount& mount, const Message::Mounted& mounted);
+  void takenOver(ClientMount& mount);
+  void giveBack(ClientMount& mount);
+  void touch(ClientMount& mount);
+  void sendIsDue(ClientMount& mount);
   void granted(ClientMount& mount, const Message::Mounted& mounted);
   void refused(ClientMount& mount, MountStatus status, std::string_view problem);
   void own(ClientMount& mount);
@@ -88,7 +98,7 @@ class ClientManager : public ConnectedEntityManager, private LinkOwner, private 
   void turnEnds();
   void sendChanges(ClientMount& mount);
   MountInfo infoOf(const ClientMount& mount) const;
-  ClientMount& mountOf(std::uint32_t number);
+  ClientMount* mountOf(std::uint32_t number);
   ClientMount* mountAbove(const Forma::Entity& entity, const Forma::Entity*& top) const;
 
   Kiln::EventLoop& loop_;
@@ -106,8 +116,12 @@ class ClientManager : public ConnectedEntityManager, private LinkOwner, private 
   mutable const Forma::Entity* lastOriginal_ = nullptr;  // a change is mostly of the same one
   mutable ClientMount* lastMount_ = nullptr;
   std::vector<Forma::Ptr<ClientGroup>> groups_;  // closed, and not complete
+  std::vector<ClientMount*> touched_;            // something arrived since the last mark
+  std::vector<ClientMount*> sendDue_;            // have something to send
+  std::unordered_set<std::uint32_t> givenBack_;  // numbers that the server may still use
   Epoch epoch_ = 0;
   Sequence sequence_ = 0;
+  bool readinessChanged_ = false;  // a mount is ready: its groups may be
   bool closed_ = false;
   std::string path_;     // scratch
   std::string records_;  // scratch

@@ -10,7 +10,6 @@ void ClientContent::entityIs(Forma::Ptr<Forma::Entity> entity) {
   if (entity_ == entity) return;
   entity_ = std::move(entity);
   filled_ = false;
-  tree_.keep(entity_);
 }
 
 void ClientContent::received(const Message::Delta& delta) {
@@ -97,6 +96,8 @@ bool ClientChanges::covered(std::string_view path) const {
 void ClientChanges::allChanged() {
   all_ = true;
   dirty_.clear();
+  sent_.clear();  // what it stated is stated again
+  sentBytes_ = 0;
 }
 
 Message::Batch ClientChanges::takeBatch(const Forma::Entity& entity, std::string& records) {

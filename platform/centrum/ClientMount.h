@@ -29,6 +29,7 @@ class ClientContent {
 
   /// True once a whole snapshot was applied, and its mark came.
   bool filled() const { return filled_; }
+  void filledIsNot() { filled_ = false; }
   void filledIs() { filled_ = true; }
   /// A piece arrived. The first filling is applied at once, as nobody looks at it; later pieces
   /// wait for the mark. Raises ParseException when it is damaged.
@@ -113,13 +114,19 @@ struct ClientMount {
   const Forma::EntityType* type = nullptr;
   bool directory = false;
   MountStatus status = mountPending_;
+  std::size_t groups = 0;     // that want it
   std::uint32_t request = 0;  // by which the client calls it
   std::uint32_t number = 0;   // by which the server calls the path; valid while granted
   bool granted = false;       // in this connection
+  bool current = false;       // has all there is, as of the newest complete mark of this connection
+  bool touched = false;       // something arrived for it since the last mark
+  bool sendDue = false;       // stands in the list of those with something to send
   Epoch epoch = 0;            // the content is of this moment
   Sequence sequence = 0;
   bool waitingTold = false;  // in this connection
-  bool committed = true;     // false: nothing is published yet
+  std::uint64_t writer = 0;  // the instance that wrote last, as far as is known
+  bool lost = false;         // another one has written what was ours
+  bool committed = false;    // false: nothing is published yet
   ClientContent content;
   ClientChanges changes;
 };

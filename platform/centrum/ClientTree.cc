@@ -72,10 +72,10 @@ void ClientTree::entryDel(Forma::Dir& dir, std::string_view name) {
 }
 
 bool ClientTree::keeps(const Forma::Entity& entity) const {
-  for (const auto& kept : kept_)
-    for (const Forma::Entity* at = kept.get(); at; at = at->parent())
-      if (at == &entity) return true;
-  return false;
+  const std::string name = entity.fullName();
+  if (kept_.contains(name)) return true;
+  const auto below = kept_.lower_bound(name + '/');
+  return below != kept_.end() && below->starts_with(name + '/');
 }
 
 void ClientTree::put(Forma::Dir& dir, const Forma::Ptr<Forma::Entity>& entity) {

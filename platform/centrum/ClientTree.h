@@ -4,9 +4,9 @@
 /// Thread    that of the event loop.
 #pragma once
 
+#include <set>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/forma/Content.h"
 #include "platform/forma/Dir.h"
@@ -43,10 +43,10 @@ class ClientTree {
   void entryIs(Forma::Dir& dir, std::string_view name, std::string_view typeName);
   void entryDel(Forma::Dir& dir, std::string_view name);
 
-  /// An entity is mounted. What a server that has lost its content does not know of stays as it is:
+  /// A path is mounted. What a server that has lost its content does not know of stays as it is:
   /// its owner will bring it back.
-  void keep(const Forma::Ptr<Forma::Entity>& entity) { kept_.push_back(entity); }
-  /// Whether `entity`, or something below it, is mounted. Costs a walk over the mounts.
+  void keep(const std::string& path) { kept_.insert(path); }
+  /// Whether `entity`, or something below it, is mounted.
   bool keeps(const Forma::Entity& entity) const;
 
  private:
@@ -57,7 +57,7 @@ class ClientTree {
   Forma::ContentApplier& applier_;
   Forma::Ptr<TreeRoot> treeRoot_;
   Forma::Ptr<Forma::Dir> root_;
-  std::vector<Forma::Ptr<Forma::Entity>> kept_;
+  std::set<std::string> kept_;
 };
 
 }  // namespace Centrum

@@ -160,9 +160,15 @@ void MountTable::own(ServerConnection& connection, const Message::Mount& asked, 
     ownerChanged(at);
   }
   const bool adopt = asked.mode == static_cast<std::uint8_t>(MountMode::adopt);
+  mount.adopting = adopt;
   const bool known = path.writer() == asked.instance || (adopt && !published(path));
-  connection.send(Message::Mounted{
-      asked.request, mountSuccess(), path.id(), known ? path.lastBatch() : 0, known, {}});
+  connection.send(Message::Mounted{asked.request,
+                                   mountSuccess(),
+                                   path.id(),
+                                   known ? path.lastBatch() : 0,
+                                   known,
+                                   {},
+                                   path.writer()});
   if (mount.subscription) connection.feed().onceIs(*mount.subscription);
   else if (adopt && !known && !again) subscribe(mount, asked, true);
   if (adopt && (again || mount.subscription)) connection.feed().markDueIs();
@@ -236,6 +242,18 @@ void MountTable::release(ServerMount& mount) {
   mount.place.owner = nullptr;
   mount.place.since = shared_.loop.now();
   ownerChanged(mount.place);
+  if (std::exchange(mount.adopting, false) && !published(mount.place.path))
+    publishEmpty(mount.place.path);
+}
+
+/// An owner that went without a word had nothing to say. Those who wait for its first words, such
+/// as one who reads all entries of a directory, are not to wait for ever.
+void MountTable::publishEmpty(Path& path) {
+  constexpr std::uint64_t nobody = 1;  // instances are large random numbers
+  shared_.database->apply(path, {}, false, nobody, 1);
+  shared_.log.applied(path, {}, false);
+  shared_.logDue = true;
+  wakeWaiting(path);
 }
 
 void MountTable::remove(Place& at) {

@@ -43,6 +43,7 @@ struct ServerMount {
   Place& place;
   std::unique_ptr<Subscription> subscription;  ///< null when it owns the path and has its content
   std::optional<OwnedPath> owned;
+  bool adopting = false;  ///< it became the owner to start from what is published
 };
 
 class MountTable {
@@ -85,6 +86,7 @@ class MountTable {
   Path& make(std::string_view name, std::string_view typeName, std::uint64_t schema);
   bool published(Path& path);
   void wakeWaiting(Path& path);
+  void publishEmpty(Path& path);
   void changed(Place& at);
   void ownerChanged(Place& at);
 

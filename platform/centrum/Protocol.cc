@@ -42,7 +42,7 @@ template <Is<Remove> M> auto fieldsOf(M& m) { return std::tie(m.path); }
 template <Is<Beat> M> auto fieldsOf(M& m) { return std::tie(m.sequence); }
 template <Is<Welcome> M> auto fieldsOf(M& m) { return std::tie(m.version, m.epoch, m.sequence); }
 template <Is<Mounted> M> auto fieldsOf(M& m) {
-  return std::tie(m.request, m.status, m.path, m.lastBatch, m.instanceKnown, m.text);
+  return std::tie(m.request, m.status, m.path, m.lastBatch, m.instanceKnown, m.text, m.writer);
 }
 template <Is<Delta> M> auto fieldsOf(M& m) { return std::tie(m.path, m.begin, m.end, m.more); }
 template <Is<Mark> M> auto fieldsOf(M& m) { return std::tie(m.sequence, m.complete); }

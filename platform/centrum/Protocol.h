@@ -96,7 +96,8 @@ struct Mounted {
   /// The path was last written by this instance, or, when it is adopted, by nobody: no content
   /// follows.
   bool instanceKnown = false;
-  Forma::String8 text;  ///< why it was refused: path, holder, needed right
+  Forma::String8 text;       ///< why it was refused: path, holder, needed right
+  std::uint64_t writer = 0;  ///< the instance that wrote last; 0: nobody has
 };
 /// Changes of a path. A snapshot states all that there is, from the Delta that says `begin` to the
 /// one that says `end`; both may be the same.

@@ -222,6 +222,7 @@ bool ContentApplier::element(Entity& entity, const MemberType& member, const voi
   BytesIn from(arguments);
   const Ptr<Entity> made = member.replica.makeElement(from);
   applyNested(*made, content);
+  if (entity.formaReplica() == Replica::copy) made->formaReplicaIs(Replica::copy);
   member.replica.file(entity, key, *made);
   return true;
 }

@@ -80,9 +80,13 @@ void Entity::formaReplicaIs(Replica replica) {
   constexpr unsigned both = loggedFlag | readOnlyFlag;
   flags_ = static_cast<std::uint8_t>((flags_ & ~both) | flag);
   for (const MemberType& member : formaType().members)
-    if (member.kind == MemberKind::children || member.kind == MemberKind::child)
-      member.each(*this, [&](const void*, const void* child) {
-        const_cast<Entity*>(static_cast<const Entity*>(child))->formaReplicaIs(replica);
+    if (member.kind != MemberKind::attribute && member.kind != MemberKind::values &&
+        member.kind != MemberKind::entries)
+      member.each(*this, [&](const void*, const void* held) {
+        auto& element = *const_cast<Entity*>(static_cast<const Entity*>(held));
+        if (member.kind != MemberKind::references) element.formaReplicaIs(replica);
+        else if (!element.parent_)
+          element.formaReplicaIs(replica == Replica::copy ? replica : Replica::none);
       });
 }
 

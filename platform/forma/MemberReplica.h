@@ -24,6 +24,8 @@ struct MemberReplica {
   std::function<void(const Entity& self, const void* key)> tell;
   /// Attribute: whether it is as declared.
   std::function<bool(const Entity& self)> isInitial;
+  /// Attribute: appends the declared value.
+  std::function<void(std::string& out)> encodeInitial;
   /// Attribute, values: moves a value in; whether that changed anything.
   std::function<bool(Entity& self, const void* key, void* value)> store;
   /// References: makes an element that is filed nowhere, from all of `arguments`.
@@ -83,6 +85,9 @@ struct ReplicaAccess {
     type.tell = [](const Entity& e, const void*) { Notify{}(as(e)); };
     type.isInitial = [member](const Entity& e) {
       return (as(e).*member).value == Initial{}(static_cast<const T*>(nullptr));
+    };
+    type.encodeInitial = [](std::string& out) {
+      encode(out, Initial{}(static_cast<const T*>(nullptr)));
     };
     const auto set = [member](Entity& e, V& v) {
       V& value = (as(e).*member).value;

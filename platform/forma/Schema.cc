@@ -53,6 +53,7 @@ class Describer {
     for (const MemberType& member : type.members) {
       text_.append(", ").append(member.name).append(": ").append(kindName(member.kind));
       text_.append(" [").append(member.keyType).append("] ").append(member.valueType);
+      if (member.kind == MemberKind::attribute) addInitial(member);
       meet(member.keyType);
       meet(member.valueType);
     }
@@ -67,6 +68,18 @@ class Describer {
     for (const ValueType::Member& member : type.members)
       text_.append(", ").append(member.name).append(" = ").append(std::to_string(member.number));
     text_.push_back('\n');
+  }
+  /// What is as declared does not travel, so both sides must have declared the same.
+  void addInitial(const MemberType& member) {
+    std::string bytes;
+    member.replica.encodeInitial(bytes);
+    text_.append(" = ");
+    for (const char byte : bytes) {
+      constexpr std::string_view digits = "0123456789abcdef";
+      const auto value = static_cast<unsigned char>(byte);
+      text_.push_back(digits[value >> 4]);
+      text_.push_back(digits[value & 15]);
+    }
   }
   void meet(std::string_view name) {
     if (!name.empty() && known_.insert(name).second) met_.push_back(name);

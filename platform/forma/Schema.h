@@ -1,5 +1,5 @@
 /// What processes that share entities must agree on: the members of a type, in order, down to the
-/// fields of the values that they hold.
+/// fields of the values that they hold, and the initial values of attributes.
 ///
 /// Thread    any, once the registry is filled.
 #pragma once

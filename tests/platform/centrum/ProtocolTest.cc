@@ -84,8 +84,9 @@ TEST(ProtocolTest, EveryMessageArrivesWhereverItIsCut) {
 TEST(ProtocolTest, TheWireFormIsWhatOtherVersionsExpect) {
   EXPECT_EQ(framed(Message::Batch{0x01020304, 5, true, false, "r"}),
             "\x10\0\0\0\x04\x04\x03\x02\x01\x05\0\0\0\0\0\0\0\x01\0r"s);
-  EXPECT_EQ(framed(Message::Mounted{1, 4, 2, 3, true, "t"}),
-            "\x18\0\0\0\x08\1\0\0\0\4\2\0\0\0\3\0\0\0\0\0\0\0\1\1\0\0\0t"s);
+  EXPECT_EQ(framed(Message::Mounted{1, 4, 2, 3, true, "t", 6}),
+            "\x20\0\0\0\x08\1\0\0\0\4\2\0\0\0\3\0\0\0\0\0\0\0\1\1\0\0\0t"
+            "\6\0\0\0\0\0\0\0"s);
   EXPECT_EQ(framed(Message::Bye{"x"}), "\6\0\0\0\x0e\1\0\0\0x"s);
 }
 
