@@ -164,7 +164,8 @@ bool Writer::settled() const {
 Reader::~Reader() = default;
 
 void Reader::started() {
-  newest_ = looked_ = 0;
+  newest_ = 1;
+  looked_ = 0;
   watch_ = std::make_unique<ReplicaWatch>(*manager().root());
   watch_->onTold = [this](const Forma::Entity&, const Forma::MemberType&) {
     ++stage_.told;
@@ -189,7 +190,7 @@ void Reader::look() {
         fail(wish.path + ": " + broken);
       if (wish.path != "sim/b/ledger") continue;
       if (ledger->debit() < newest_) fail("saw what was replaced, or nothing");
-      newest_ = std::max<std::uint64_t>(ledger->debit(), 1);
+      newest_ = ledger->debit();
     }
     if (const auto config = find<Mpls::RouteConfig>(wish.path); config && !config->ready())
       fail("saw merged routes that are not ready");

@@ -124,7 +124,7 @@ class Reader final : public Process {
 
   std::unique_ptr<ReplicaWatch> watch_;
   std::uint64_t snapshots_ = 0;  // when all was mounted
-  std::uint64_t newest_ = 0;     // debit of the ledger that is built anew
+  std::uint64_t newest_ = 1;     // debit of the ledger that is built anew
   std::uint64_t looked_ = 0;     // at what changed up to there
 };
 

@@ -22,7 +22,7 @@ using CentrumProgram::Options;
 
 std::string adviceFor(const std::error_code& code) {
   if (code == std::errc::address_in_use)
-    return "; end what serves there, or choose another --socket";
+    return "; end what serves there, or choose another --socket and --log";
   if (code == std::errc::no_such_file_or_directory)
     return "; make the directory, or choose another --socket and --log";
   if (code == std::errc::permission_denied || code == std::errc::operation_not_permitted ||

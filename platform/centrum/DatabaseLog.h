@@ -44,8 +44,10 @@ class MPLS_EXPORT LogFile {
 };
 
 /// A file, made readable and writable by its owner alone. New content is written beside it, under
-/// its name with ".new", and takes its place; set aside, it has ".bad" behind its name.
-MPLS_EXPORT std::unique_ptr<LogFile> fileLogFactory(std::string path);
+/// its name with ".new", and takes its place; set aside, it has ".bad" behind its name. Raises
+/// std::system_error, which names the path: EADDRINUSE when another server writes it (it holds
+/// PATH.lock), EINVAL or EISDIR for what is no regular file.
+MPLS_EXPORT std::unique_ptr<LogFile> fileLogFactory(const std::string& path);
 
 class MPLS_EXPORT DatabaseLog {
  public:

@@ -59,10 +59,12 @@ class MPLS_EXPORT MountGroup : public Forma::PtrInterface {
   /// Asks for the entity of type `typeName` at `path`.
   ///   "r"  read-only: the mount waits until somebody creates the entity.
   ///   "w"  writable, adopting: creates the entity, and the directories above, if need be, and
-  ///        starts from what is published.
+  ///        starts from what is published. What another process wrote while the connection was lost
+  ///        is not overwritten: the mount is then refused.
   ///   "x"  writable, replacing: as "w", but starts from an empty entity. Readers keep what is
   ///        published until EntityManager::commit, then hear of the difference only.
-  /// An entity has one owner; a second one is refused. Directories belong to nobody: mounted "w"
+  /// An entity has one owner; a second one is refused. A process mounts a path in one mode, or
+  /// reads, besides, what it owns. Directories belong to nobody: mounted "w"
   /// they are created, and as read-only as with "r". Raises RangeException for another mode, or
   /// once the group is closed.
   virtual void doMount(const Forma::String8& path, const Forma::String8& typeName,
@@ -79,8 +81,8 @@ class MPLS_EXPORT EntityManager : public Forma::PtrInterface {
   virtual Forma::Ptr<Forma::Entity> getEntity(const Forma::String8& path) const = 0;
   /// A new, empty mount group.
   virtual Forma::Ptr<MountGroup> getMountGroup() = 0;
-  /// Publishes what the entity mounted "x" at `path` holds, and every change from now on. Does
-  /// nothing for other mounts, or a second time.
+  /// Publishes what the entity mounted "x" at `path` holds, and every change from now on; when it
+  /// is not mounted yet, as soon as it is. Does nothing for other mounts, or a second time.
   virtual void commit(const Forma::String8& path) = 0;
   ~EntityManager() override;
 };

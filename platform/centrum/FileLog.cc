@@ -5,9 +5,13 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
 #include <utility>
 
 #include "platform/centrum/DatabaseLog.h"
+#include "platform/centrum/PathLock.h"
 
 namespace Centrum {
 
@@ -36,9 +40,32 @@ class File {
   throw std::system_error(errno, std::generic_category(), std::string(action) + " " + path);
 }
 
+/// Where a link leads: the log is replaced by renaming, which would replace the link.
+std::string resolved(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr),
+                                                         &std::free);
+  return real ? std::string(real.get()) : path;
+}
+
+/// A device or a pipe would be replaced, or never be read to its end.
+void refuseSpecial(const std::string& path) {
+  struct stat there {};
+  if (::stat(path.c_str(), &there) != 0 || S_ISREG(there.st_mode)) return;
+  errno = S_ISDIR(there.st_mode) ? EISDIR : EINVAL;
+  fail("no regular file:", path);
+}
+
 class FileLog : public LogFile {
  public:
-  explicit FileLog(std::string path) : path_(std::move(path)) {}
+  explicit FileLog(const std::string& path) : path_(resolved(path)) {
+    refuseSpecial(path_);
+    try {
+      lock_.emplace(path_);
+    } catch (const std::system_error& problem) {
+      // Where no file can be made no other server writes the log either.
+      if (problem.code().value() == EADDRINUSE) throw;
+    }
+  }
 
   std::string content() override {
     const File file = opened(path_, O_RDONLY);
@@ -103,13 +130,14 @@ class FileLog : public LogFile {
   }
 
   const std::string path_;
-  File file_;  // open for appending, once there is something to append
+  std::optional<PathLock> lock_;  // two servers must not mix their logs
+  File file_;                     // open for appending, once there is something to append
 };
 
 }  // namespace
 
-std::unique_ptr<LogFile> fileLogFactory(std::string path) {
-  return std::make_unique<FileLog>(std::move(path));
+std::unique_ptr<LogFile> fileLogFactory(const std::string& path) {
+  return std::make_unique<FileLog>(path);
 }
 
 }  // namespace Centrum

@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/epoll.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/centrum/PathLock.h"
 #include "platform/centrum/UnixSocket.h"
 #include "platform/centrum/UnixStream.h"
 
@@ -19,36 +19,6 @@ namespace {
 bool sameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
-
-/// Held by who serves at a path, so that of two servers that start together one is told. The kernel
-/// frees it when its holder is killed.
-class PathLock {
- public:
-  explicit PathLock(const std::string& socketPath) : path_(socketPath + ".lock") {
-    while (!take()) {
-    }
-  }
-  /// Takes the file away while it is still locked: see take().
-  ~PathLock() { ::unlink(path_.c_str()); }
-  PathLock(const PathLock&) = delete;
-  PathLock& operator=(const PathLock&) = delete;
-
- private:
-  /// False when the file went between opening and locking: then the lock is on nothing.
-  bool take() {
-    fd_ = Fd(::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (!fd_) raiseErrno(errno, path_);
-    if (::flock(fd_.get(), LOCK_EX | LOCK_NB) != 0)
-      raiseErrno(errno == EWOULDBLOCK ? EADDRINUSE : errno, path_ + " is held by a server");
-    struct stat held {};
-    struct stat there {};
-    return ::fstat(fd_.get(), &held) == 0 && ::stat(path_.c_str(), &there) == 0 &&
-           sameFile(held, there);
-  }
-
-  const std::string path_;
-  Fd fd_;
-};
 
 class UnixListener final : public Listener {
  public:
