@@ -49,7 +49,7 @@ void ClientLink::connect() {
     return retry();
   }
   reader_ = FrameReader();
-  connectedAt_ = heardAt_ = loop_.now();
+  connectedAt_ = heardAt_ = beatAt_ = loop_.now();
   stream_->onReadableIs([this] { receive(); });
   stream_->onWritableIs([this] { flush(); });
   appendFrame(out_, Message::Hello{protocolVersion, Forma::String8(name_)});
@@ -139,7 +139,10 @@ void ClientLink::beat() {
   beatTimer_.scheduleAfter(beatSeconds);
   send(Message::Beat{owner_.linkSequence()});
   flush();
-  const bool silent = loop_.now() - heardAt_ >= missedBeats * beatSeconds;
+  const double now = loop_.now();
+  // After a stop of our own (SIGSTOP) what arrived meanwhile is still to be read.
+  if (now - std::exchange(beatAt_, now) > 2 * beatSeconds) heardAt_ = now;
+  const bool silent = now - heardAt_ >= missedBeats * beatSeconds;
   if (silent && !std::exchange(stalled_, true)) owner_.linkStalled(true);
 }
 

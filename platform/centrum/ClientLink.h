@@ -79,6 +79,7 @@ class ClientLink {
   double pause_ = 0;  // before the next attempt
   double connectedAt_ = 0;
   double heardAt_ = 0;
+  double beatAt_ = 0;
   bool up_ = false;
   bool stalled_ = false;
   bool stopped_ = false;

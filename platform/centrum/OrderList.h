@@ -6,6 +6,7 @@
 /// Thread    that of the database.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace Centrum {
@@ -48,13 +49,13 @@ class Lookahead {
   void step() {
     if (at_->kind == LinkKind::end) return;
     at_ = at_->next;
-    for (int line = 0; line < lines; ++line)
+    for (std::size_t line = 0; line < lines; ++line)
       __builtin_prefetch(reinterpret_cast<const char*>(at_) + 64 * line);
   }
 
  private:
-  static constexpr int distance = 12;  // steps
-  static constexpr int lines = 4;      // of a cell, its key and value included
+  static constexpr int distance = 12;      // steps
+  static constexpr std::size_t lines = 4;  // of a cell, its key and value included
 
   const OrderLink* at_;
 };

@@ -290,7 +290,7 @@ void ContentApplier::note(Entity& entity, const MemberType& member, std::string_
   if (!entity.formaIsObserved()) return;
   if (member.surfaces) {
     const Entity* const address = &entity;
-    noted_.assign(reinterpret_cast<const char*>(&address), sizeof address);
+    noted_.assign(reinterpret_cast<const char*>(&address), sizeof(const Entity*));
     noted_.push_back(static_cast<char>(member.index));
     noted_.append(key);
     if (!repeatable_.insert(noted_)) return;

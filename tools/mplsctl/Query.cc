@@ -1,5 +1,8 @@
 #include "tools/mplsctl/Query.h"
 
+#include <cerrno>
+#include <system_error>
+
 #include "agents/common/ExitCode.h"
 #include "agents/common/Paths.h"
 
@@ -22,11 +25,18 @@ std::string missing(const Centrum::MountInfo& mount) {
   return {};
 }
 
+/// `problem` is empty when the connection stands, and centrum has said nothing.
+std::string noConnection(const std::string& problem, const std::string& socket) {
+  if (problem.empty()) return "centrum at " + socket + " does not answer; try a longer --timeout";
+  if (problem.find(std::generic_category().message(EACCES)) != std::string::npos)
+    return "no right to connect to centrum at " + problem +
+           "; be in the group of the socket, or start centrum with another --mode";
+  return "no centrum at " + problem + "; start it, or tell with --socket where it listens";
+}
+
 void tellMissing(Agents::Program& program, const Options& options, const std::string& otherwise) {
   if (!program.manager()->connected()) {
-    const std::string& problem = program.connectionProblem();
-    return program.log().say("no centrum at " + (problem.empty() ? options.socket : problem) +
-                             "; start it, or tell with --socket where it listens");
+    return program.log().say(noConnection(program.connectionProblem(), options.socket));
   }
   bool told = false;
   for (const Centrum::MountInfo& mount : program.manager()->mountInfos()) {
