@@ -53,8 +53,10 @@ void ClientGroup::complete(MountStatus status) {
   const Forma::Ptr<ClientGroup> self(this);
   const Forma::Ptr<MountCallback> callback = std::exchange(callback_, nullptr);
   std::erase(manager_->groups_, self);
-  if (status != mountSuccess_)
-    for (ClientMount* mount : mounts_) manager_->unwanted(*mount);
+  for (ClientMount* mount : mounts_) {
+    if (status == mountSuccess_) mount->handedOut = true;
+    else manager_->unwanted(*mount);
+  }
   manager_->loop_.post([callback, status, self] {
     ClientManager& manager = *self->manager_;
     if (manager.closed_) return;

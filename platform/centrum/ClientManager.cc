@@ -172,7 +172,7 @@ void ClientManager::prepare(ClientMount& mount, const std::string& typeName,
   mount.directory = typeName == Forma::Dir::formaTypeName;
   mount.type = mount.directory ? &Forma::Dir::formaEntityType() : registry_.findEntity(typeName);
   mount.status = mountPending_;
-  mount.committed = mount.lost = false;
+  mount.committed = mount.lost = mount.handedOut = false;
   mount.writer = 0;
   if (mount.type && mount.type->make) return request(mount);
   refused(mount, mountRefused_,
@@ -363,9 +363,11 @@ void ClientManager::linkIsDown(const std::string& reason) {
     }
     mount->granted = mount->waitingTold = false;
     mount->content.reset();
-    // Nothing of it is published: what is published meanwhile is to be adopted after all.
-    if (mount->info.mode == "w" && mount->writable() && !mount->committed)
+    // Nobody has seen it yet: what is published when the connection is back is to be adopted.
+    if (mount->info.mode == "w" && mount->writable() && !mount->handedOut) {
       mount->content.filledIsNot();
+      mount->committed = false;
+    }
     if (!mount->failed() && !mount->lost)
       stateIs(*mount, mount->content.filled() ? MountState::stale : MountState::waiting);
   }

@@ -125,6 +125,7 @@ struct ClientMount {
   Sequence sequence = 0;
   bool waitingTold = false;  // in this connection
   std::uint64_t writer = 0;  // the instance that wrote last, as far as is known
+  bool handedOut = false;    // a group that wants it is complete
   bool lost = false;         // another one has written what was ours
   bool committed = false;    // false: nothing is published yet
   ClientContent content;
