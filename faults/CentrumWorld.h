@@ -1,5 +1,5 @@
 /// One run of the simulation: a server, the processes that share state through it, and what befalls
-/// them. All is decided by the seed.
+/// them. The same number gives the same run.
 #pragma once
 
 #include <memory>
