@@ -34,15 +34,6 @@ std::uint64_t newInstance() {
   return (std::uint64_t{random()} << 32 | random()) | 1U;
 }
 
-std::string canonical(std::string_view path) {
-  std::string joined;
-  for (const std::string_view name : pathNames(path)) {
-    if (!joined.empty()) joined.push_back('/');
-    joined.append(name);
-  }
-  return joined;
-}
-
 }  // namespace
 
 Forma::Ptr<ConnectedEntityManager> connectedEntityManagerFactory(
@@ -87,7 +78,7 @@ Forma::Ptr<MountGroup> ClientManager::getMountGroup() {
 }
 
 void ClientManager::commit(const Forma::String8& path) {
-  const auto found = byPath_.find(canonical(path.view()));
+  const auto found = byPath_.find(canonicalPath(path.view()));
   if (found != byPath_.end() && found->second->info.mode == "x") publish(*found->second);
 }
 
@@ -129,7 +120,7 @@ MountInfo ClientManager::infoOf(const ClientMount& mount) const {
 }
 
 MountInfo ClientManager::mountInfo(std::string_view path) const {
-  const auto found = byPath_.find(canonical(path));
+  const auto found = byPath_.find(canonicalPath(path));
   if (found != byPath_.end()) return infoOf(*found->second);
   MountInfo info;
   info.path = path;
@@ -146,7 +137,7 @@ std::vector<MountInfo> ClientManager::mountInfos() const {
 
 MountResult ClientManager::mountIs(const std::string& path, const std::string& typeName,
                                    const std::string& mode) {
-  const std::string name = canonical(path);
+  const std::string name = canonicalPath(path);
   const auto found = byPath_.find(name);
   if (found != byPath_.end() && !found->second->failed())
     return otherMount(*found->second, typeName, mode);

@@ -57,10 +57,7 @@ Database::Database(Epoch epoch, Sequence sequence)
 Database::~Database() = default;
 
 Path* Database::find(std::string_view fullName) const {
-  std::string wanted;
-  for (const std::string_view name : pathNames(fullName))
-    wanted.append(wanted.empty() ? "" : "/").append(name);
-  const auto found = paths_.find(wanted);
+  const auto found = paths_.find(canonicalPath(fullName));
   return found == paths_.end() ? nullptr : found->second.get();
 }
 

@@ -18,15 +18,6 @@ Forma::TraceHandle trace("MountTable");
 
 constexpr std::string_view serverDirectory = "centrum/";
 
-std::string normalized(std::string_view path) {
-  std::string name;
-  for (const std::string_view one : pathNames(path)) {
-    if (!name.empty()) name += '/';
-    name += one;
-  }
-  return name;
-}
-
 /// Answers a mount that does not succeed, or not yet.
 void answer(ServerConnection& connection, const Message::Mount& asked, MountStatus status,
             const std::string& text) {
@@ -64,7 +55,7 @@ void MountTable::mount(ServerConnection& connection, const Message::Mount& asked
     return answer(connection, asked, mountRefused(),
                   "a path or type name is longer than " + std::to_string(pathLimit) + " bytes");
   ++shared_.activity;
-  const std::string name = normalized(asked.path);
+  const std::string name = canonicalPath(asked.path);
   if (asked.mode == static_cast<std::uint8_t>(MountMode::read)) read(connection, asked, name);
   else write(connection, asked, name);
 }

@@ -14,4 +14,11 @@ std::vector<std::string_view> pathNames(std::string_view path) {
   return names;
 }
 
+std::string canonicalPath(std::string_view path) {
+  std::string joined;
+  for (const std::string_view name : pathNames(path))
+    joined.append(joined.empty() ? "" : "/").append(name);
+  return joined;
+}
+
 }  // namespace Centrum
