@@ -5,53 +5,30 @@
 #include <utility>
 
 #include "bench/Agent.h"
+#include "bench/LoopChanges.h"
 #include "platform/centrum/Server.h"
 #include "platform/centrum/UnixStream.h"
 
 namespace Bench {
 namespace {
 
-/// Changes of one turn of the writer's loop.
-constexpr std::size_t changesPerTurn = 1'000;
-
 class Writer {
  public:
   explicit Writer(const std::string& socket)
-      : agent_(socket, "writer"), rows_(agent_.mount<Rows>(rowsPath, "w")) {}
+      : agent_(socket, "writer"),
+        rows_(agent_.mount<Rows>(rowsPath, "w")),
+        changes_(agent_.loop, [this](RowKey key, const Row& row) { rows_->rowIs(key, row); }) {}
 
   Answer handle(const Command& task) {
-    task_ = task;
-    keys_ = shuffledKeys(task.count, task.generation);
-    done_ = 0;
-    const auto begin = static_cast<double>(now());
-    if (task.what == paceTask) change(agent_.loop.now());
-    else agent_.loop.post([this] { change(); });
-    agent_.runUntil([this] { return done_ == keys_.size(); }, "written");
+    const Answer answer = changes_.make(task);
     agent_.send();
-    return {begin};
+    return answer;
   }
 
  private:
-  /// One turn's worth, and the next in the next turn.
-  void change() {
-    for (std::size_t i = 0; i < changesPerTurn && done_ < keys_.size(); ++i) changeOne();
-    if (done_ < keys_.size()) agent_.loop.post([this] { change(); });
-  }
-  /// One at its time, and the next a while later.
-  void change(double due) {
-    due += static_cast<double>(paceInterval) * 1e-9;
-    agent_.loop.timers().timerIs(due, [this, due] {
-      changeOne();
-      if (done_ < keys_.size()) change(due);
-    });
-  }
-  void changeOne() { rows_->rowIs(keys_[done_++], Row(task_.generation, now())); }
-
   Agent agent_;
   Forma::Ptr<Rows> rows_;
-  Command task_;
-  std::vector<std::uint32_t> keys_;
-  std::size_t done_ = 0;
+  LoopChanges changes_;
 };
 
 class Reader : Rows::NotifieeConst {

@@ -45,7 +45,8 @@ class Tally {
 };
 
 /// Calls `change(key, row)` for each change of the task, at its pace, and returns the writer's
-/// answer: when the first was made. `flush` follows each of a paced task, and the last.
+/// answer: when the first was made, and when the last was flushed. `flush` follows each of a paced
+/// task, and the last.
 template <class Change, class Flush>
 Answer makeChanges(const Command& task, Change change, Flush flush) {
   const std::vector<std::uint32_t> keys = shuffledKeys(task.count, task.generation);
@@ -57,7 +58,7 @@ Answer makeChanges(const Command& task, Change change, Flush flush) {
     if (task.what == paceTask) flush();
   }
   flush();
-  return {static_cast<double>(begin)};
+  return {static_cast<double>(begin), static_cast<double>(now())};
 }
 
 /// The start of a worker whose commands a Role handles, which is made from `argument`.

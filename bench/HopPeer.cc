@@ -100,4 +100,13 @@ HopChain::~HopChain() {
   for (const int fd : {first_[0], first_[1], second_[0], second_[1]}) close(fd);
 }
 
+PingChain::PingChain() : ends_(socketPair()) {
+  writer_ = std::make_unique<Worker>("ping-writer", writerCore, [&] { return writeTo(ends_[0]); });
+  reader_ = std::make_unique<Worker>("ping-reader", readerCore, [&] { return readFrom(ends_[1]); });
+}
+
+PingChain::~PingChain() {
+  for (const int fd : ends_) close(fd);
+}
+
 }  // namespace Bench

@@ -18,4 +18,14 @@ class HopChain : public Chain {
   std::array<int, 2> second_;
 };
 
+/// The same from one process to the other, without a third in between.
+class PingChain : public Chain {
+ public:
+  PingChain();
+  ~PingChain() override;
+
+ private:
+  std::array<int, 2> ends_;
+};
+
 }  // namespace Bench

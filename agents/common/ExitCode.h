@@ -7,7 +7,8 @@ constexpr int exitGood = 0;
 constexpr int exitPartRefused = 1;  ///< some of the input was refused, the rest counts
 constexpr int exitUsage = 2;        ///< wrong usage, a file that cannot be read, output that cannot
                                     ///< be written
-constexpr int exitDatabase = 3;     ///< the database refused something, or is not there in time
-constexpr int exitFault = 4;        ///< a fault of the program itself
+constexpr int exitDatabase = 3;     ///< the database refused something, or is not there in time;
+                                    ///< or tables that are to be read
+constexpr int exitFault = 4;        ///< a fault of the program itself, or of what it reads: damage
 
 }  // namespace Agents

@@ -32,12 +32,20 @@ class JsonWriter {
   }
   /// An array of what `jsonOf` gives for each of `items`.
   void list(std::string_view name, const auto& items, auto jsonOf) {
+    listBegin(name);
+    for (const auto& one : items) item(jsonOf(one));
+    listEnd();
+  }
+  /// An array, item by item.
+  void listBegin(std::string_view name) {
     memberText(name, "[");
     separator_ = "";
-    for (const auto& one : items) {
-      out_ << separator_ << newline() << jsonText(jsonOf(one));
-      separator_ = ",";
-    }
+  }
+  void item(const Json& json) {
+    out_ << separator_ << newline() << jsonText(json);
+    separator_ = ",";
+  }
+  void listEnd() {
     out_ << ']';
     separator_ = ",";
   }

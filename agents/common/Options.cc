@@ -1,10 +1,37 @@
 #include "agents/common/Options.h"
 
+#include <charconv>
+#include <cstdio>
+#include <optional>
+
 #include "agents/common/ExitCode.h"
 #include "platform/forma/Trace.h"
 #include "platform/ringtrace/RingTrace.h"
 
 namespace Agents {
+
+namespace {
+
+/// Permission bits in octal.
+std::optional<mode_t> modeFrom(const std::string& text) {
+  unsigned mode = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, mode, 8);
+  if (error != std::errc() || stop != end || mode > 0777) return std::nullopt;
+  return static_cast<mode_t>(mode);
+}
+
+std::string modeProblem(const std::string& text) {
+  return modeFrom(text) ? "" : "expected permissions in octal, such as 0660";
+}
+
+std::string octal(mode_t mode) {
+  char text[8];
+  std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode & 0777));
+  return text;
+}
+
+}  // namespace
 
 void describe(CLI::App& app, CommonOptions& options) {
   app.set_version_flag("--version", options.name + " " MPLS_VERSION);
@@ -34,6 +61,22 @@ bool parse(CLI::App& app, int argc, const char* const* argv, int& exitCode) {
 CLI::Validator notEmpty(const std::string& what) {
   return CLI::Validator(
       [what](const std::string& text) { return text.empty() ? "expected a " + what : ""; }, "");
+}
+
+void describeRun(CLI::App& app, std::string& run) {
+  app.add_option("--run", run, "Directory of what agents share in memory")
+      ->type_name("DIR")
+      ->envname("MPLS_RUN")
+      ->check(notEmpty("DIR"))
+      ->capture_default_str();
+}
+
+void describeMode(CLI::App& app, mode_t& mode, const std::string& text) {
+  app.add_option_function<std::string>(
+         "--mode", [&mode](const std::string& given) { mode = *modeFrom(given); }, text)
+      ->type_name("OCTAL")
+      ->check(CLI::Validator(modeProblem, ""))
+      ->default_str(octal(mode));
 }
 
 void startTraces(const CommonOptions& options) {

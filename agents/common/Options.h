@@ -1,6 +1,8 @@
 /// The options that all agents and tools have.
 #pragma once
 
+#include <sys/types.h>
+
 #include <CLI/CLI.hpp>
 #include <string>
 
@@ -24,6 +26,11 @@ bool parse(CLI::App& app, int argc, const char* const* argv, int& exitCode);
 
 /// For CLI::Option::check: refuses an empty text. `what` names what is expected.
 CLI::Validator notEmpty(const std::string& what);
+
+/// Adds --run to a command line; `run` holds the default.
+void describeRun(CLI::App& app, std::string& run);
+/// Adds --mode, for permissions in octal, to a command line; `mode` holds the default.
+void describeMode(CLI::App& app, mode_t& mode, const std::string& text);
 
 /// Starts the traces that the options ask for. Raises what the traces raise.
 void startTraces(const CommonOptions& options);

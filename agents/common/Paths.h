@@ -1,4 +1,4 @@
-/// Where agents find each other's entities in the database.
+/// Where agents find each other's entities in the database, and each other's tables.
 #pragma once
 
 #include <string>
@@ -12,5 +12,12 @@ inline const std::string staticInputPath = "routing/mpls/route/input/static";
 inline const std::string dynamicInputDir = "routing/mpls/route/input/dynamic";
 /// Of type Mpls::RouteConfig; owned by the agent that merges the inputs.
 inline const std::string mergedPath = "routing/mpls/route/config";
+
+/// Holds what agents share beside the database, unless --run says otherwise.
+inline constexpr const char* defaultRun = "/run/mpls";
+/// Holds a directory of LFIB tables for each agent that writes such.
+inline std::string lfibParent(const std::string& run) { return run + "/lfib"; }
+/// That of the static routes.
+inline std::string staticLfib(const std::string& run) { return lfibParent(run) + "/static"; }
 
 }  // namespace Agents

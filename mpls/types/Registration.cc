@@ -9,6 +9,7 @@
 #include "mpls/types/LFibRoute.h"
 #include "mpls/types/LabelRange.h"
 #include "mpls/types/LabelSource.h"
+#include "mpls/types/LabelStack.h"
 #include "mpls/types/LfibFlag.h"
 #include "mpls/types/PwVia.h"
 #include "mpls/types/RouterId.h"
@@ -23,8 +24,8 @@ void registerTypes(Forma::TypeRegistry& registry) {
   registry.add<Ldp::LdpIdentifier>();
   registry.add<TtlMode, PayloadType, AdjacencyType, FecFilteredState, LFib::Source, LabelSource,
                Protocol, PwType>();
-  registry.add<LabelRange, RouteMetric, RouteKey, AdjacencyKey, Via, ViaSet, PwVia, FibVia, FecId,
-               LfibFlag, FwdEqvClass, RouterId>();
+  registry.add<LabelRange, LabelStack, RouteMetric, RouteKey, AdjacencyKey, Via, ViaSet, PwVia,
+               FibVia, FecId, LfibFlag, FwdEqvClass, RouterId>();
   registry.add<LFib::Route, Hardware::AdjacencyBaseKey, Hardware::Route, Hardware::L2Via,
                Hardware::Via>();
   registry.add<SegmentRouting::SegmentIdentifier, SegmentRouting::AdjacencySegmentKey,

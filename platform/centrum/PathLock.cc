@@ -19,10 +19,10 @@ PathLock::~PathLock() { ::unlink(path_.c_str()); }
 
 /// False when the file went between opening and locking: then the lock is on nothing.
 bool PathLock::take() {
-  fd_ = Fd(::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-  if (!fd_) raiseErrno(errno, path_);
+  fd_ = Kiln::Fd(::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  if (!fd_) Kiln::raiseErrno(errno, path_);
   if (::flock(fd_.get(), LOCK_EX | LOCK_NB) != 0)
-    raiseErrno(errno == EWOULDBLOCK ? EADDRINUSE : errno, path_ + " is held by a server");
+    Kiln::raiseErrno(errno == EWOULDBLOCK ? EADDRINUSE : errno, path_ + " is held by a server");
   struct stat held {};
   struct stat there {};
   return ::fstat(fd_.get(), &held) == 0 && ::stat(path_.c_str(), &there) == 0 &&

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "platform/centrum/UnixSocket.h"
+#include "platform/kiln/Fd.h"
 
 namespace Centrum {
 
@@ -23,7 +23,7 @@ class PathLock {
   bool take();
 
   const std::string path_;
-  Fd fd_;
+  Kiln::Fd fd_;
 };
 
 }  // namespace Centrum

@@ -9,12 +9,15 @@
 #include <cerrno>
 
 #include "platform/centrum/PathLock.h"
-#include "platform/centrum/UnixSocket.h"
 #include "platform/centrum/UnixStream.h"
+#include "platform/kiln/UnixSocket.h"
 
 namespace Centrum {
 
 namespace {
+
+using Kiln::Fd;
+using Kiln::raiseErrno;
 
 bool sameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
@@ -49,7 +52,11 @@ class UnixListener final : public Listener {
 };
 
 UnixListener::UnixListener(Kiln::EventLoop& loop, const std::string& path, mode_t mode)
-    : loop_(loop), path_(path), address_(unixAddress(path)), lock_(path), socket_(unixSocket()) {
+    : loop_(loop),
+      path_(path),
+      address_(Kiln::unixAddress(path)),
+      lock_(path),
+      socket_(Kiln::unixSocket()) {
   if (!socket_) raiseErrno(errno, path_);
   replaceStale();
   bind(mode);
@@ -71,9 +78,9 @@ void UnixListener::replaceStale() const {
     raiseErrno(errno, path_);
   }
   if (!S_ISSOCK(there.st_mode)) raiseErrno(EADDRINUSE, path_ + " is not a socket");
-  const Fd probe = unixSocket();
+  const Fd probe = Kiln::unixSocket();
   if (!probe) raiseErrno(errno, path_);
-  if (connectUnix(probe, address_) != ECONNREFUSED)
+  if (Kiln::connectUnix(probe, address_) != ECONNREFUSED)
     raiseErrno(EADDRINUSE, path_ + " is served by another");
   if (::unlink(path_.c_str()) != 0) raiseErrno(errno, path_);
 }

@@ -7,11 +7,13 @@
 #include <cerrno>
 #include <system_error>
 
-#include "platform/centrum/UnixSocket.h"
+#include "platform/kiln/UnixSocket.h"
 
 namespace Centrum {
 
 namespace {
+
+using Kiln::Fd;
 
 std::vector<gid_t> peerGroups(const Fd& socket) {
   std::vector<gid_t> groups(32);
@@ -29,7 +31,7 @@ Peer peerOf(const Fd& socket) {
   ucred who{};
   socklen_t size = sizeof who;
   if (::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &who, &size) != 0)
-    raiseErrno(errno, "credentials of a peer");
+    Kiln::raiseErrno(errno, "credentials of a peer");
   return {who.pid, who.uid, who.gid, peerGroups(socket)};
 }
 
@@ -128,7 +130,7 @@ void UnixStream::onEvents(std::uint32_t events) {
 class UnixConnector final : public Connector {
  public:
   UnixConnector(Kiln::EventLoop& loop, std::string path)
-      : loop_(loop), path_(std::move(path)), address_(unixAddress(path_)) {}
+      : loop_(loop), path_(std::move(path)), address_(Kiln::unixAddress(path_)) {}
 
   std::unique_ptr<Stream> connect() override;
   const std::string& problem() const override { return problem_; }
@@ -142,8 +144,8 @@ class UnixConnector final : public Connector {
 };
 
 std::unique_ptr<Stream> UnixConnector::connect() {
-  Fd socket = unixSocket();
-  const int error = socket ? connectUnix(socket, address_) : errno;
+  Fd socket = Kiln::unixSocket();
+  const int error = socket ? Kiln::connectUnix(socket, address_) : errno;
   if (error == 0) return unixStream(loop_, std::move(socket));
   problem_ = "connect to " + path_ + ": " + std::generic_category().message(error);
   return nullptr;
@@ -151,7 +153,7 @@ std::unique_ptr<Stream> UnixConnector::connect() {
 
 }  // namespace
 
-std::unique_ptr<Stream> unixStream(Kiln::EventLoop& loop, Fd socket) {
+std::unique_ptr<Stream> unixStream(Kiln::EventLoop& loop, Kiln::Fd socket) {
   return std::make_unique<UnixStream>(loop, std::move(socket));
 }
 

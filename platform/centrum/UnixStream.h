@@ -10,6 +10,7 @@
 
 #include "platform/centrum/Stream.h"
 #include "platform/kiln/EventLoop.h"
+#include "platform/kiln/Fd.h"
 
 namespace Centrum {
 
@@ -26,5 +27,8 @@ MPLS_EXPORT std::unique_ptr<Connector> unixConnectorFactory(Kiln::EventLoop& loo
 /// of the socket's file at the time of asking.
 MPLS_EXPORT std::unique_ptr<Listener> unixListenerFactory(Kiln::EventLoop& loop, std::string path,
                                                           mode_t mode);
+
+/// The stream of a connected socket that never waits. Raises std::system_error when it has no peer.
+MPLS_EXPORT std::unique_ptr<Stream> unixStream(Kiln::EventLoop& loop, Kiln::Fd socket);
 
 }  // namespace Centrum

@@ -34,6 +34,10 @@ std::string spelledAlike(std::string_view signature) {
   return out;
 }
 
+void record(std::string_view condition, std::string_view message) {
+  RingTrace::record("assertion failed(", condition, "): ", message);
+}
+
 }  // namespace
 
 std::string assertionText(std::string_view file, int line, std::string_view function,
@@ -42,7 +46,7 @@ std::string assertionText(std::string_view file, int line, std::string_view func
   text.push_back(':');
   print(text, line);
   text.append(" ").append(spelledAlike(function)).append(" -- assertion failed(").append(condition);
-  text.append("):").append(message);
+  text.append("): ").append(message);
   return text;
 }
 
@@ -55,13 +59,14 @@ void assertionAborts(std::string_view file, int line, std::string_view function,
     if (written <= 0) break;
     rest.remove_prefix(static_cast<std::size_t>(written));
   }
-  RingTrace::record("assertion failed(", condition, "):", message);
+  record(condition, message);
   RingTrace::printOnAbort();
   std::abort();
 }
 
 void assertionThrows(std::string_view file, int line, std::string_view function,
                      std::string_view condition, std::string_view message) {
+  record(condition, message);
   throw InternalException(assertionText(file, line, function, condition, message));
 }
 

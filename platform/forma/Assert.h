@@ -5,8 +5,9 @@
 /// trace, then abort(). The condition's text is a string of its own, so that no formatter and no
 /// renaming changes what operators and tests look for.
 ///
-/// FORMA_THROW_TEXT(condition, source, "condition text", message) raises InternalException with
-/// the same text instead: for checks that a caller must be able to survive.
+/// FORMA_THROW_TEXT(condition, source, "condition text", message) makes a record in the ring trace
+/// and raises InternalException with the same text instead, `source` as the file: for checks that a
+/// caller must be able to survive.
 ///
 /// Thread    any.
 #pragma once
@@ -18,7 +19,7 @@
 
 namespace Forma {
 
-/// "file:line function -- assertion failed(condition):message"; `file` without its folders,
+/// "file:line function -- assertion failed(condition): message"; `file` without its folders,
 /// the function's signature with blanks, unnamed namespaces and template arguments spelled alike
 /// under g++ and clang (which differ in how they name nested types and typedefs).
 MPLS_EXPORT std::string assertionText(std::string_view file, int line, std::string_view function,

@@ -18,7 +18,7 @@ class ContentApplier::Sweep {
   bool run(Entity& entity) {
     const std::size_t before = changed_;
     for (const MemberType& member : entity.formaType().members)
-      if (member.kind != MemberKind::entries) sweep(entity, member);
+      if (isContent(member.kind)) sweep(entity, member);
     return changed_ != before;
   }
   std::size_t changed() const { return changed_; }
@@ -88,7 +88,7 @@ class ContentApplier::Walk {
       return;
     }
     const MemberType* member = entity().formaType().member(one.member);
-    if (!member || member->kind == MemberKind::entries) {
+    if (!member || !isContent(member->kind)) {
       if (enters) ++skipped_;
       return all_.refuse(entity(), "member " + std::to_string(one.member) + " is not known");
     }
@@ -193,8 +193,9 @@ namespace {
 
 bool isEmpty(const Entity& entity) {
   for (const MemberType& member : entity.formaType().members)
-    if (member.kind == MemberKind::attribute ? !member.replica.isInitial(entity)
-                                             : member.size(entity) != 0)
+    if (member.kind == MemberKind::attribute
+            ? !member.replica.isInitial(entity)
+            : member.kind != MemberKind::table && member.size(entity) != 0)
       return false;
   return true;
 }

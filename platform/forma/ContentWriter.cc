@@ -34,7 +34,7 @@ class RecordWriter {
 
   void content(const Entity& entity) {
     for (const MemberType& member : entity.formaType().members) {
-      if (member.kind == MemberKind::entries) continue;
+      if (!isContent(member.kind)) continue;
       if (member.kind == MemberKind::attribute && member.replica.isInitial(entity)) continue;
       member.each(entity, [&](const void* key, const void* element) {
         head(holdsChildren(member) ? LogOp::create : LogOp::put, member, [&] {

@@ -81,7 +81,7 @@ void Entity::formaReplicaIs(Replica replica) {
   flags_ = static_cast<std::uint8_t>((flags_ & ~both) | flag);
   for (const MemberType& member : formaType().members)
     if (member.kind != MemberKind::attribute && member.kind != MemberKind::values &&
-        member.kind != MemberKind::entries)
+        isContent(member.kind))
       member.each(*this, [&](const void*, const void* held) {
         auto& element = *const_cast<Entity*>(static_cast<const Entity*>(held));
         if (member.kind != MemberKind::references) element.formaReplicaIs(replica);
@@ -123,8 +123,9 @@ void Entity::tellPinned(const Change& change) const {
   std::exception_ptr first;
   if ((flags & (loggedFlag | relayedFlag)) == loggedFlag) {
     try {
-      if (ChangeLog* log = this->log())
-        log->changed(*this, *formaType().member(change.member), change.key);
+      const MemberType& member = *formaType().member(change.member);
+      ChangeLog* const log = member.kind == MemberKind::table ? nullptr : this->log();
+      if (log) log->changed(*this, member, change.key);
     } catch (...) {
       keepFirst(first);
     }

@@ -56,6 +56,10 @@ struct MemberType {
   /// Removes `child`, which stands in this member.
   std::function<void(Entity& self, const Entity& child)> eraseChild;
 
+  /// The table itself. Empty for other members. A table's find() gives a copy of the row, valid
+  /// until the next find() of such a row in this thread.
+  std::function<TableBase&(Entity& self)> table;
+
   MemberReplica replica;
 };
 
@@ -227,8 +231,8 @@ struct MemberAccess {
 };
 
 template <class T, class M, class Is, class Del, class Notify, class Initial>
-MemberType memberTypeOf(std::string_view name, std::size_t index, M T::*member, Is, Del, Notify,
-                        Initial initial) {
+MemberType memberTypeOf(std::string_view name, std::size_t index, M T::*member, Is is, Del del,
+                        Notify notify, Initial initial) {
   using Access = MemberAccess<T, M, Is, Del, Notify>;
   using Replicated = ReplicaAccess<T, M, Notify>;
   MemberType type{};
@@ -251,6 +255,8 @@ MemberType memberTypeOf(std::string_view name, std::size_t index, M T::*member, 
   } else if constexpr (M::kind == MemberKind::child) {
     Access::child(type, member);
     Replicated::child(type.replica, member, type.index);
+  } else if constexpr (M::kind == MemberKind::table) {
+    M::formaDescribe(type, member, is, del, notify);
   } else {
     T::formaEntries(type, member);
   }

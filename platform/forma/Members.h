@@ -26,7 +26,20 @@ enum class MemberKind : std::uint8_t {
   references,  ///< entities owned elsewhere, by key
   children,    ///< entities that the collection makes and owns, by key
   child,       ///< one entity that the member makes and owns
-  entries      ///< a directory's children, of any type, by name
+  entries,     ///< a directory's children, of any type, by name
+  table        ///< rows by key that processes share in memory; no part of an entity's content
+};
+
+/// Whether members of that kind belong to what replication carries with their entity.
+constexpr bool isContent(MemberKind kind) {
+  return kind != MemberKind::entries && kind != MemberKind::table;
+}
+
+/// Base of the members of kind table, which layers above define.
+class TableBase {
+ protected:
+  TableBase() = default;
+  ~TableBase() = default;
 };
 
 template <class T>

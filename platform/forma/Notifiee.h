@@ -89,8 +89,8 @@ class NotifieeMutable : public NotifieeConst {
   T* notifier() const { return const_cast<T*>(static_cast<const T*>(this->bound())); }
 };
 
-/// An observer of entities of any type: hears every change as member and key (null for attributes
-/// and single children). The key's type is `member.keyType`.
+/// An observer of entities of any type: hears every change as member and key (null for attributes,
+/// single children, and tables as a whole). The key's type is `member.keyType`.
 class MPLS_EXPORT AnyNotifiee : public NotifieeBase {
  public:
   AnyNotifiee() : NotifieeBase(anyDepth) {}

@@ -24,6 +24,8 @@ std::string_view kindName(MemberKind kind) {
       return "child";
     case MemberKind::entries:
       return "entries";
+    case MemberKind::table:
+      return "table";
   }
   return "";
 }
@@ -97,11 +99,14 @@ std::string schemaText(const EntityType& type, const TypeRegistry& registry) {
   return Describer(registry).describe(type);
 }
 
-std::uint64_t schemaHash(const EntityType& type, const TypeRegistry& registry) {
+std::uint64_t schemaTextHash(std::string_view text) {
   std::uint64_t hash = 0xcbf29ce484222325U;
-  for (const char byte : schemaText(type, registry))
-    hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
+  for (const char byte : text) hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
   return hash;
+}
+
+std::uint64_t schemaHash(const EntityType& type, const TypeRegistry& registry) {
+  return schemaTextHash(schemaText(type, registry));
 }
 
 std::string schemaHashText(std::uint64_t hash) {

@@ -16,7 +16,10 @@ namespace Forma {
 /// The description of an entity type and of all that it is made of, one type a line.
 MPLS_EXPORT std::string schemaText(const EntityType& type, const TypeRegistry& registry);
 
-/// The hash of that text (64-bit FNV-1a): equal in every process whose declarations are.
+/// The hash of such a text: 64-bit FNV-1a.
+MPLS_EXPORT std::uint64_t schemaTextHash(std::string_view text);
+
+/// The hash of schemaText(): equal in every process whose declarations are.
 MPLS_EXPORT std::uint64_t schemaHash(const EntityType& type, const TypeRegistry& registry);
 
 /// The hash in the form in which people read it: 16 hexadecimal digits.

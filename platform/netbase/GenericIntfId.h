@@ -31,6 +31,9 @@ class GenericIntfId {
   /// The number of the table above.
   MPLS_EXPORT std::uint32_t typeId() const;
 
+  /// Whether bytes that were read from elsewhere make a name that ends; see Forma::loadFlat.
+  constexpr bool formaFlatOk() const { return intfId_.formaFlatOk(); }
+
   constexpr auto operator<=>(const GenericIntfId&) const = default;
   constexpr std::uint64_t hash() const { return intfId_.hash(); }
 

@@ -39,6 +39,9 @@ class IntfId {
   /// The bare name, without the quotes of the text form.
   Forma::String8 stringValue() const { return Forma::String8(name()); }
 
+  /// Whether bytes that were read from elsewhere make a name that ends; see Forma::loadFlat.
+  constexpr bool formaFlatOk() const { return bytes_.back() == '\0'; }
+
   constexpr bool operator==(const IntfId& o) const { return words(bytes_) == words(o.bytes_); }
   constexpr std::strong_ordering operator<=>(const IntfId& o) const {
     return words(bytes_) <=> words(o.bytes_);

@@ -54,6 +54,9 @@ class IpGenAddr {
   /// Raises RangeException, and keeps the value.
   void stringValueIs(const Forma::String8& text) { *this = IpGenAddr(text.view()); }
 
+  /// Whether bytes that were read from elsewhere make an address; see Forma::loadFlat.
+  constexpr bool formaFlatOk() const { return af_ <= ipv6_; }
+
   constexpr bool operator==(const IpGenAddr& o) const {
     return af_ == o.af_ && words(bytes_) == words(o.bytes_);
   }

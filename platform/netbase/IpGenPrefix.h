@@ -43,6 +43,11 @@ class IpGenPrefix {
   /// Raises RangeException, and keeps the value.
   void stringValueIs(const Forma::String8& text) { *this = IpGenPrefix(text.view()); }
 
+  /// Whether bytes that were read from elsewhere make a prefix; see Forma::loadFlat.
+  constexpr bool formaFlatOk() const {
+    return address_.formaFlatOk() && length_ <= address_.bits();
+  }
+
   constexpr bool operator==(const IpGenPrefix&) const = default;
   constexpr auto operator<=>(const IpGenPrefix&) const = default;
   constexpr std::uint64_t hash() const { return Forma::mix(address_.hash(), length_); }

@@ -31,6 +31,9 @@ class MplsLabel {
   /// Raises RangeException above luWithdraw, and keeps the value.
   constexpr void valueIs(std::uint32_t value) { value_ = checked(value); }
 
+  /// Whether bytes that were read from elsewhere make a label; see Forma::loadFlat.
+  constexpr bool formaFlatOk() const { return value_ <= luWithdraw; }
+
   constexpr auto operator<=>(const MplsLabel&) const = default;
   constexpr std::uint64_t hash() const { return Forma::mix(value_, 0); }
 

@@ -24,6 +24,9 @@ class VlanId {
   /// Raises RangeException above max, and keeps the value.
   constexpr void valueIs(std::uint32_t value) { value_ = checked(value); }
 
+  /// Whether bytes that were read from elsewhere make an identifier; see Forma::loadFlat.
+  constexpr bool formaFlatOk() const { return value_ <= max; }
+
   constexpr auto operator<=>(const VlanId&) const = default;
   constexpr std::uint64_t hash() const { return Forma::mix(value_, 0); }
 

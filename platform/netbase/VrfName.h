@@ -32,6 +32,9 @@ class VrfName {
   /// The bare name, without the quotes of the text form.
   Forma::String8 stringValue() const { return Forma::String8(name()); }
 
+  /// Whether bytes that were read from elsewhere make a name; see Forma::loadFlat.
+  constexpr bool formaFlatOk() const { return size_ <= maxLength(); }
+
   constexpr bool operator==(const VrfName& o) const { return name() == o.name(); }
   constexpr std::strong_ordering operator<=>(const VrfName& o) const { return name() <=> o.name(); }
   std::uint64_t hash() const { return Forma::hashBytes(bytes_.data(), size_); }

@@ -7,6 +7,7 @@
 
 using Forma::AnyValue;
 using Forma::Entity;
+using Forma::isContent;
 using Forma::MemberKind;
 using Forma::MemberType;
 using Forma::Ptr;
@@ -39,7 +40,7 @@ void RandomEntities::step(Entity& top) {
   const MemberType& member = members[below(members.size())];
   if (ownsEntities(member) && below(3) != 0)
     if (const void* child = anyElement(top, member).second) return step(mutableAt(child));
-  if (member.kind != MemberKind::entries) change(top, member);
+  if (isContent(member.kind)) change(top, member);
 }
 
 void RandomEntities::change(Entity& entity, const MemberType& member) {

@@ -11,6 +11,7 @@
 #include "agents/common/Printable.h"
 #include "agents/common/Table.h"
 #include "platform/centrum/ServerStatus.h"
+#include "tools/mplsctl/Ages.h"
 #include "tools/mplsctl/Query.h"
 
 namespace MplsCtl {
@@ -27,12 +28,6 @@ using Centrum::Status;
 std::string textOf(const Forma::String8& text) { return printable(text.view()); }
 
 std::string orDash(const Forma::String8& text) { return text.empty() ? "-" : textOf(text); }
-
-std::string secondsText(double seconds) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(1) << seconds << " s";
-  return text.str();
-}
 
 /// Directories belong to nobody; the path of one who went is marked.
 std::string ownerText(const PathStatus& path) {

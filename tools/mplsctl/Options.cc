@@ -3,16 +3,20 @@
 #include <map>
 #include <string>
 
+#include "platform/netbase/MplsLabel.h"
+
 namespace MplsCtl {
 
 namespace {
 
 constexpr const char* description =
-    "Shows what the MPLS agents of this switch share through the central database.";
+    "Shows what the MPLS agents of this switch share, through the central database and in tables "
+    "in memory.";
 
 constexpr const char* footer =
     "Exit codes: 0 all right; 2 wrong usage, or output that cannot be written; 3 the database is "
-    "away, or does\nnot have what is to be shown, or refused to tell; 4 a fault.";
+    "away, or does\nnot have what is to be shown, or refused to tell, and the same of tables; 4 a "
+    "fault, or a table that is damaged.";
 
 struct Entry {
   const char* group;
@@ -20,7 +24,18 @@ struct Entry {
   const char* name;
   const char* text;
   Command command;
+  void (*describe)(CLI::App& app, Options& options) = nullptr;  // further options
 };
+
+void describeGet(CLI::App& app, Options& options) {
+  app.add_option("LABEL", options.label, "Incoming label")
+      ->type_name("")
+      ->required()
+      ->check(CLI::Range(std::uint32_t{0}, Netbase::MplsLabel::max));
+  app.add_option("METRIC", options.metric, "Its metric [any]")
+      ->type_name("")
+      ->check(CLI::Range(0, 255));
+}
 
 constexpr Entry entries[] = {
     {"route", "The merged static MPLS routes", "show", "The routes in force, with their sources",
@@ -28,6 +43,11 @@ constexpr Entry entries[] = {
     {"route", "", "conflicts", "The labels that are withheld as several inputs claim them",
      routeConflicts},
     {"route", "", "watch", "Follow routes and conflicts until interrupted", routeWatch},
+    {"lfib", "The label forwarding table in shared memory", "show",
+     "The routes, with what they lead to", lfibShow},
+    {"lfib", "", "get", "The routes of one label", lfibGet, describeGet},
+    {"lfib", "", "watch", "Follow the routes until interrupted", lfibWatch},
+    {"table", "Tables in shared memory", "show", "Rows, memory, writers and problems", tableShow},
     {"db", "The central database", "show", "Paths, owners, clients, log", dbShow},
 };
 
@@ -43,6 +63,10 @@ Command commandFrom(int argc, const char* const* argv, Options& options, int& ex
       ->type_name("SECONDS")
       ->check(CLI::Range(0.0, 1e6))
       ->capture_default_str();
+  Agents::describeRun(app, options.run);
+  app.add_option("--lfib", options.lfib, "Directory of LFIB tables [all in lfib in that of --run]")
+      ->type_name("DIR")
+      ->check(Agents::notEmpty("DIR"));
   app.require_subcommand(1);
   std::map<std::string, CLI::App*> groups;
   Command chosen = nullptr;
@@ -50,9 +74,9 @@ Command commandFrom(int argc, const char* const* argv, Options& options, int& ex
     CLI::App*& group = groups[one.group];
     if (group == nullptr) group = app.add_subcommand(one.group, one.groupText);
     group->require_subcommand(1)->fallthrough();
-    group->add_subcommand(one.name, one.text)->fallthrough()->callback([&] {
-      chosen = one.command;
-    });
+    CLI::App* const command = group->add_subcommand(one.name, one.text)->fallthrough();
+    command->callback([&] { chosen = one.command; });
+    if (one.describe != nullptr) one.describe(*command, options);
   }
   return Agents::parse(app, argc, argv, exitCode) ? chosen : nullptr;
 }

@@ -1,16 +1,22 @@
 /// The command line, and the commands that it names.
 #pragma once
 
-#include <functional>
+#include <cstdint>
 #include <optional>
+#include <string>
 
 #include "agents/common/Options.h"
+#include "agents/common/Paths.h"
 
 namespace MplsCtl {
 
 struct Options : Agents::CommonOptions {
   bool json = false;
   double timeout = 5.0;  ///< seconds to wait for what is to be shown
+  std::string run = Agents::defaultRun;
+  std::string lfib;                ///< directory of LFIB tables; empty: all that are in `run`
+  std::uint32_t label = 0;         ///< of `lfib get`
+  std::optional<unsigned> metric;  ///< the same; without: any
 };
 
 /// Runs a command; returns the exit code. Raises std::ios::failure when the standard output cannot
@@ -22,6 +28,10 @@ int routeShow(const Options& options);
 int routeConflicts(const Options& options);
 int routeWatch(const Options& options);
 int dbShow(const Options& options);
+int lfibShow(const Options& options);
+int lfibGet(const Options& options);
+int lfibWatch(const Options& options);
+int tableShow(const Options& options);
 
 /// Reads the command line. When there is nothing to run, after --help or an error, prints what is
 /// to be said and returns null; `exitCode` is then set.

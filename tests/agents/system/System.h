@@ -52,11 +52,13 @@ class System : public testing::Test {
                     one.at("source").get<std::string>());
     return all;
   }
-  /// Starts the members of the system, by name: "centrum", "mpls-agent", or that of an input.
+  /// Starts the members of the system, by name: "centrum", "mpls-agent", "lfib-writer", or that of
+  /// an input.
   void startAll(const Arguments& names) {
     for (const std::string& name : names) {
       if (name == "centrum") members[name] = start("centrum", {"--log", "log"});
       else if (name == "mpls-agent") members[name] = start("mpls-agent", {});
+      else if (name == "lfib-writer") members[name] = start("lfib-writer", {"--run", "run"});
       else members[name] = startInput(name);
     }
   }

@@ -126,12 +126,12 @@ TEST_F(RouteConfigMergeSmDeathTest, BrokenRulesEndTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   merged->routeIs(routeFactory(key(1)));
   EXPECT_DEATH(start(),
-               "assertion failed\\(!mergedConfig\\(\\)->routes\\(\\)\\):merged config "
+               "assertion failed\\(!mergedConfig\\(\\)->routes\\(\\)\\): merged config "
                "should not have any routes on startup");
   merged->routeDelAll();
   merged->readyIs(true);
   EXPECT_DEATH(start(),
-               "\\(!mergedConfig\\(\\)->ready\\(\\)\\):merged config should not be ready "
+               "\\(!mergedConfig\\(\\)->ready\\(\\)\\): merged config should not be ready "
                "on startup");
   merged = routeConfigFactory("config");
   dynamic("bgp");

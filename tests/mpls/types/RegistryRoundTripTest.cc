@@ -5,7 +5,7 @@
 #include <map>
 #include <vector>
 
-#include "mpls/types/Registration.h"
+#include "mpls/lfib/Registration.h"
 
 namespace {
 
@@ -23,13 +23,20 @@ constexpr std::string_view manyVias =
     "16, 'intf': '', 'payloadType': ipv6, 'skipEgressAcl': false, 'ttlMode': uniform, 'weight': 0})"
     ": 2147483647}})";
 
+constexpr std::string_view twoViaKeys =
+    "[Value('Mpls::LfibViaKey', ** {'source': lfibSourceLdp, 'viaType': viaTypeVlan, 'index': 0}), "
+    "Value('Mpls::LfibViaKey', ** {'source': lfibSourceMax, 'viaType': viaTypeMax, 'index': 7})]";
+
 /// Texts of the types that have no fields, but for their default; enumerations bring their own.
 const std::map<std::string_view, std::vector<std::string_view>> samples = {
     {"bool", {"true"}},
     {"U8", {"1", "255"}},
+    {"U8[LfibVrfNameIndexRange]", {"'red\\x00'"}},
     {"U32", {"1", "4294967295"}},
     {"U64", {"1", "18446744073709551615"}},
     {"Forma::String8", {"'it\\'s \\\\, })\\x00\\x7f'"}},
+    {"Mpls::LabelStack", {"[0]", "[16, 1048575]"}},
+    {"Mpls::LfibViaKey[LfibViaIndexRange]", {twoViaKeys}},
     {"Mpls::ViaSet", {manyVias}},
     {"Netbase::EthAddr", {"00:1b:21:aa:bb:ff"}},
     {"Netbase::IntfId", {"'Ethernet25'", "'fifteen-bytes-x'"}},
@@ -64,8 +71,8 @@ bool decodes(AnyValue& v, std::string_view bytes) {
 class RegistryRoundTripTest : public ::testing::Test {
  protected:
   RegistryRoundTripTest() {
-    Mpls::registerTypes(registry);
-    Mpls::registerTypes(registry);  // a second time changes nothing
+    Mpls::registerLfibTypes(registry);
+    Mpls::registerLfibTypes(registry);  // a second time changes nothing
   }
 
   /// Values in which every field, fields of fields included, takes each of its samples.

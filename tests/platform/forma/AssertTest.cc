@@ -22,11 +22,12 @@ TEST(AssertTest, ThrownTextsAreTheSameUnderAllCompilers) {
               testing::MatchesRegex("Table.cc:[0-9]+ void AssertTestTypes::\\(anonymous "
                                     "namespace\\)::Table::addRow\\(const "
                                     "char&, T\\* const\\*, bool\\) \\[T = int\\] -- assertion "
-                                    "failed\\(row == expected\\):for "
+                                    "failed\\(row == expected\\): for "
                                     "row 7"));
+  EXPECT_EQ(RingTrace::messages().back().text, "assertion failed(row == expected): for row 7");
   EXPECT_EQ(Forma::assertionText("/a/b/File.cc", 12, "T f(T *, U &&) [with T = int; U = int]", "x",
                                  "why"),
-            "File.cc:12 T f(T*, U&&) [T = int, U = int] -- assertion failed(x):why");
+            "File.cc:12 T f(T*, U&&) [T = int, U = int] -- assertion failed(x): why");
 }
 
 TEST(AssertDeathTest, AbortsWithTextAndRing) {
@@ -35,7 +36,7 @@ TEST(AssertDeathTest, AbortsWithTextAndRing) {
   check(true);
   EXPECT_DEATH(check(false),
                "AssertTest.cc:[0-9]+ .* -- assertion failed\\(ok "
-               "&& fine\\):is not fine\n(.*\n)*.*"
+               "&& fine\\): is not fine\n(.*\n)*.*"
                "seen before the fall 42");
 }
 

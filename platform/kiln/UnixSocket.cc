@@ -1,32 +1,33 @@
-#include "platform/centrum/UnixSocket.h"
+#include "platform/kiln/UnixSocket.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
 
-namespace Centrum {
+namespace Kiln {
 
-Fd::~Fd() {
-  if (fd_ >= 0) ::close(fd_);
-}
+namespace {
 
-void raiseErrno(int error, const std::string& what) {
-  throw std::system_error(error, std::generic_category(), what);
-}
+constexpr std::size_t pathLimit = sizeof sockaddr_un{}.sun_path - 1;
+
+}  // namespace
 
 sockaddr_un unixAddress(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  constexpr std::size_t limit = sizeof address.sun_path - 1;
   if (path.empty() || path.find('\0') != std::string::npos)
     raiseErrno(EINVAL, "socket path \"" + path + "\"");
-  if (path.size() > limit)
+  if (path.size() > pathLimit)
     raiseErrno(ENAMETOOLONG, "socket path " + path + " has " + std::to_string(path.size()) +
-                                 " bytes, of which " + std::to_string(limit) + " are allowed");
-  path.copy(address.sun_path, limit);
+                                 " bytes, of which " + std::to_string(pathLimit) + " are allowed");
+  path.copy(address.sun_path, pathLimit);
   return address;
+}
+
+std::string unixPath(int directory, const std::string& path, const std::string& name) {
+  std::string plain = path + "/" + name;
+  if (plain.size() <= pathLimit) return plain;
+  return "/proc/self/fd/" + std::to_string(directory) + "/" + name;
 }
 
 Fd unixSocket() { return Fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)); }
@@ -38,4 +39,4 @@ int connectUnix(const Fd& socket, const sockaddr_un& address) {
   return 0;
 }
 
-}  // namespace Centrum
+}  // namespace Kiln

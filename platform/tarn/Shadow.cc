@@ -1,0 +1,326 @@
+#include "platform/tarn/Shadow.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <string>
+#include <utility>
+
+namespace Tarn {
+
+namespace {
+
+constexpr auto acquire = std::memory_order_acquire;
+
+constexpr unsigned passLimit = 64;      // each but the first: the writer changed the directory
+constexpr unsigned patientPasses = 16;  // as long what makes no sense may be in transit
+constexpr unsigned readAttempts = 64;   // each of them: the word has changed
+constexpr std::size_t ahead = 4;        // groups that are on their way from memory
+constexpr std::size_t lostLimit = 64;   // segments that are tried again in each update
+
+}  // namespace
+
+/// As far as a tag tells, which is all but the last of maxDepth bits.
+bool Shadow::Range::holds(Word word) const {
+  static_assert(tagBits < maxDepth);
+  constexpr unsigned missing = maxDepth - tagBits;
+  const std::uint64_t first = word >> tagShift << missing;
+  return first + (1U << missing) > from && first < to;
+}
+
+Shadow::Shadow(const TableView& view, TableView& told, std::size_t keyBytes)
+    : view_(&view),
+      keyBytes_(keyBytes),
+      geometry_{view.pageWords(), view.pageWords() / view.groupsInPage(), 0, 0},
+      groups_(view.groupsInPage()),
+      told_(told) {}
+
+void Shadow::update(bool everywhere, Changes* changes) {
+  const Word seen = state().changes.load(acquire);  // before all that it counts (invariant 5)
+  bool mustWalk = everywhere || !isComplete_;
+  isComplete_ = true;
+  lost_.clear();
+  for (unsigned pass = 0; pass < passLimit; ++pass) {
+    const Word structure = state().structure.load(acquire);  // before the entries that it counts
+    const bool walked =
+        (!mustWalk && structure == structure_) || walk(pass < patientPasses, changes);
+    if (changes != nullptr) changes->endPhase();
+    const bool compared = everywhere ? compareAll(changes) : compareCounted(changes);
+    if (walked && compared) {
+      structure_ = structure;
+      changes_ = seen;
+      if (std::exchange(mustTell_, false)) tell();
+      else told_.borrowedRowsAre(rows_);
+      return;
+    }
+    if (changes != nullptr) changes->endPhase();
+    mustWalk = true;
+    everywhere = false;  // pages whose comparison failed are named no more
+  }
+  isComplete_ = false;
+  giveUpOrphans(changes);
+  mustTell_ = false;
+  tell();
+}
+
+/// Lookups go to the copy as it is now.
+void Shadow::tell() {
+  if (entries_.empty()) return;
+  toldEntries_ = entries_;
+  told_.borrow(*view_);
+  told_.borrowedIs(toldEntries_.data(),
+                   static_cast<unsigned>(std::bit_width(toldEntries_.size()) - 1));
+  told_.borrowedRowsAre(rows_);
+  for (unsigned number = 0; number < chunks_.size(); ++number)
+    if (chunks_[number].shared != nullptr)
+      told_.borrowedChunkIs(number, chunks_[number].words.get());
+}
+
+std::vector<Word> Shadow::words() const {
+  std::vector<Word> all;
+  for (const Chunk& chunk : chunks_)
+    for (std::size_t i = 0; i < chunk.pages.size(); ++i) {
+      if (!chunk.pages[i].isHeld()) continue;
+      const std::span words(chunk.words.get() + i * geometry_.pageWords, geometry_.pageWords);
+      for (const Word word : words)
+        if (effective(chunk.pages[i], word) != 0) all.push_back(word);
+    }
+  return all;
+}
+
+void Shadow::count(Word word) {
+  const std::uint32_t segment = segmentOf(word);
+  if (segment >= named_.size()) named_.resize(segment + 1);
+  ++named_[segment];
+  ++rows_;
+}
+
+void Shadow::uncount(Word word) {
+  if (!names(segmentOf(word))) return;
+  --named_[segmentOf(word)];
+  --rows_;
+}
+
+// ---- Pages --------------------------------------------------------------------------------------
+
+/// The chunk of a page; null, and a report, when it is not to be had.
+Shadow::Chunk* Shadow::chunkFor(std::uint32_t page) {
+  const unsigned number = chunkOf(page);
+  Chunk& chunk = chunks_[number];
+  if (chunk.shared != nullptr) return &chunk;
+  if ((missingChunks_ >> number & 1U) != 0) return nullptr;
+  const SharedWord* shared = view_->page(firstPageOf(number));
+  if (shared == nullptr) {
+    missingChunks_ |= 1U << number;
+    isComplete_ = false;
+    return nullptr;
+  }
+  chunk.layout = chunkLayout(geometry_, number);
+  chunk.pages.resize(pagesIn(number));
+  // Pages that are not in use cost no memory: nobody touches them.
+  chunk.words.reset(static_cast<Word*>(std::calloc(chunk.layout.words, sizeof(Word))));
+  if (chunk.words == nullptr) throw std::bad_alloc();
+  chunk.shared = shared;
+  return &chunk;
+}
+
+Shadow::Place Shadow::place(std::uint32_t page) {
+  const unsigned number = chunkOf(page);
+  Chunk& chunk = chunks_[number];
+  const std::size_t at = page - firstPageOf(number);
+  const std::size_t words = at * geometry_.pageWords;
+  const std::size_t counters = chunk.layout.counters + at * groups_;
+  const std::size_t summary = chunk.layout.summaries + at / summaryPages;
+  return {&chunk.pages[at],
+          chunk.words.get() + words,
+          chunk.words.get() + counters,
+          chunk.words.get() + summary,
+          chunk.shared + words,
+          chunk.shared + counters,
+          chunk.shared + summary};
+}
+
+/// Whether the directory still leads to a page: then what was read of it before this call is good
+/// (invariant 4). Before a page is used again each entry that named it gets another version.
+bool Shadow::stillNames(const Page& page) const {
+  const TableView::Directory directory = view_->directory();
+  const std::size_t first = page.range.from >> (maxDepth - directory.depth);
+  return directory.entries[first].load(acquire) == page.entry;
+}
+
+// ---- Pages that kept their place ----------------------------------------------------------------
+
+bool Shadow::compareAll(Changes* changes) {
+  bool all = true;
+  for (unsigned number = 0; number < chunks_.size(); ++number)
+    for (std::uint32_t i = 0; i < chunks_[number].pages.size(); ++i)
+      if (chunks_[number].pages[i].isHeld())
+        all = comparePage(place(firstPageOf(number) + i), true, changes) && all;
+  return all;
+}
+
+bool Shadow::compareCounted(Changes* changes) {
+  bool all = true;
+  for (unsigned number = 0; number < chunks_.size(); ++number) {
+    if (chunks_[number].shared == nullptr) continue;
+    findCounted(chunks_[number]);
+    std::uint32_t next = 0;  // pages before that are compared
+    for (std::size_t i = 0; i < touched_.size(); ++i) {
+      if (i + ahead < touched_.size()) prefetch(chunks_[number], touched_[i + ahead]);
+      const std::uint32_t page = touched_[i] / groups_;
+      if (page < next) continue;
+      next = page + 1;
+      if (chunks_[number].pages[page].isHeld())
+        all = comparePage(place(firstPageOf(number) + page), false, changes) && all;
+    }
+  }
+  return all;
+}
+
+/// The groups of a chunk whose counters changed.
+void Shadow::findCounted(const Chunk& chunk) {
+  touched_.clear();
+  const std::size_t groups = chunk.pages.size() * groups_;
+  const std::size_t step = std::size_t{summaryPages} * groups_;
+  const SharedWord* const shared = chunk.shared + chunk.layout.counters;
+  const Word* const copy = chunk.words.get() + chunk.layout.counters;
+  for (std::size_t i = 0, at = chunk.layout.summaries; i < groups; i += step, ++at) {
+    const Word summary = chunk.shared[at].load(acquire);  // before the counters of its groups
+    if (summary == chunk.words[at]) continue;
+    chunk.words[at] = summary;
+    for (std::size_t group = i; group < std::min(i + step, groups); ++group)
+      if (shared[group].load(acquire) != copy[group])
+        touched_.push_back(static_cast<std::uint32_t>(group));
+  }
+}
+
+void Shadow::prefetch(const Chunk& chunk, std::size_t group) const {
+  const std::size_t first = group * geometry_.groupWords;
+  for (std::size_t i = first; i < first + geometry_.groupWords; i += 8) {
+    __builtin_prefetch(chunk.shared + i);
+    __builtin_prefetch(chunk.words.get() + i, 1);
+  }
+}
+
+/// False, and nothing is taken over, when the page was given up meanwhile.
+bool Shadow::comparePage(const Place& at, bool all, Changes* changes) {
+  counters_.resize(groups_);
+  bool isStill = false;
+  for (unsigned attempt = 0; attempt < stillAttempts && !isStill; ++attempt) {
+    found_.clear();
+    for (std::uint32_t group = 0; group < groups_; ++group) {
+      counters_[group] = at.sharedCounters[group].load(acquire);  // before its words (invariant 5)
+      if (all || counters_[group] != at.counters[group]) collect(at, group);
+    }
+    for (Difference& one : found_) one.word = reachable(at, one.place, one.word);
+    isStill = stoodStill(at, counters_.data());
+  }
+  if (!found_.empty() && !stillNames(*at.page)) {
+    comeBackTo(at, found_.front().place);
+    return false;
+  }
+  if (!isStill) dropTwins(at);
+  std::ranges::copy(counters_, at.counters);
+  for (const Difference& one : found_) accept(at, one, changes);
+  if (changes != nullptr) changes->boundary();
+  return true;
+}
+
+/// Whether a page was not written since its counters were read, but for one word at most, which is
+/// not yet counted: then what was read meanwhile is the page as it was at one moment, in which no
+/// key stands twice (invariant 2).
+bool Shadow::stoodStill(const Place& at, const Word* counters) const {
+  for (std::uint32_t group = 0; group < groups_; ++group)
+    if (at.sharedCounters[group].load(acquire) != counters[group]) return false;
+  return true;
+}
+
+/// Of the words of one key, which went and came while the page was read, leaves that of the last
+/// write, as if the others had not been reached.
+void Shadow::dropTwins(const Place& at) {
+  std::vector<Difference> words;
+  for (std::uint32_t i = 0; i < geometry_.pageWords; ++i) words.push_back({i, at.words[i]});
+  for (const Difference& one : found_) words[one.place].word = one.word;
+  std::erase_if(words, [&](const auto& one) { return effective(*at.page, one.word) == 0; });
+  std::ranges::sort(words, {}, [](const Difference& one) { return one.word; });
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    for (std::size_t j = i; j-- > 0 && !tagsDiffer(words[j].word, words[i].word);) {
+      const Record a = view_->uncheckedRecord(words[i].word);
+      const Record b = view_->uncheckedRecord(words[j].word);
+      if (std::min(a.bytes, b.bytes) < keyBytes_ || std::memcmp(a.row, b.row, keyBytes_) != 0)
+        continue;
+      found_.push_back({words[a.sequence < b.sequence ? i : j].place, unreachedWord});
+    }
+  }
+}
+
+/// The hot loop of a comparison: words of a line at a time.
+void Shadow::collect(const Place& at, std::uint32_t group) {
+  const std::uint32_t first = group * geometry_.groupWords;
+  const std::uint32_t end = first + geometry_.groupWords;
+  for (std::uint32_t line = first; line < end; line += 8) {
+    Word differ = 0;
+    for (std::uint32_t i = line; i < line + 8; ++i)
+      differ |= at.sharedWords[i].load(acquire) ^ at.words[i];
+    if (differ == 0) [[likely]]
+      continue;
+    std::array<Word, 8> words;  // one load for each: they may change again
+    unsigned places = 0;
+    for (unsigned i = 0; i < 8; ++i) {
+      words[i] = at.sharedWords[line + i].load(acquire);
+      places |= unsigned{words[i] != at.words[line + i]} << i;
+    }
+    for (; places != 0; places &= places - 1) {
+      const auto i = static_cast<unsigned>(std::countr_zero(places));
+      found_.push_back({line + i, words[i]});
+    }
+  }
+}
+
+void Shadow::accept(const Place& at, const Difference& difference, Changes* changes) {
+  Word& copy = at.words[difference.place];
+  const Word before = effective(*at.page, copy);
+  const Word now = effective(*at.page, difference.word);
+  if (now != 0) count(now);
+  if (before != 0) uncount(before);
+  copy = difference.word;
+  if (copy == unreachedWord) comeBackTo(at, difference.place);
+  if (changes != nullptr && before != now) changes->replaced(before, now);
+}
+
+// ---- Words --------------------------------------------------------------------------------------
+
+/// A word that can be followed from now on, as long as it stands in the copy. A segment goes only
+/// after the last word that names it (invariant 6): when there is none the word is read again.
+Word Shadow::reachable(const Place& at, std::uint32_t place, Word word) {
+  for (unsigned attempt = 0; attempt < readAttempts; ++attempt) {
+    if (effective(*at.page, word) == 0) {
+      if (word > deletedWord && !namesRecord(word)) view_->record(word);  // reports it
+      return word;
+    }
+    if (isReachable(word)) return word;
+    const Word before = std::exchange(word, at.sharedWords[place].load(acquire));
+    if (word == before) break;
+  }
+  if (lost_.size() < lostLimit && lost_.insert(segmentOf(word)).second && stillNames(*at.page))
+    view_->record(word);  // reports it
+  return unreachedWord;
+}
+
+bool Shadow::isReachable(Word word) const {
+  if (offsetOf(word) + sizeof(RecordHeader) <= view_->segmentBytes(segmentOf(word))) return true;
+  if (lost_.size() >= lostLimit || lost_.contains(segmentOf(word))) return false;
+  return view_->haveSegment(word);
+}
+
+/// The next update looks at the group of that place again.
+void Shadow::comeBackTo(const Place& at, std::uint32_t place) {
+  const std::uint32_t group = place / geometry_.groupWords;
+  at.counters[group] = ~at.sharedCounters[group].load(acquire);
+  *at.summary = ~at.sharedSummary->load(acquire);
+  isComplete_ = false;
+}
+
+}  // namespace Tarn

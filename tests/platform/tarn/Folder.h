@@ -1,0 +1,67 @@
+/// Storages of one test in /dev/shm, what stands in them, and children that look at them.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/tarn/Storage.h"
+
+namespace Tarn {
+
+namespace fs = std::filesystem;
+
+/// A folder in memory, for one test.
+struct Folder {
+  Folder() { EXPECT_NE(::mkdtemp(path.data()), nullptr) << path; }
+  ~Folder() { fs::remove_all(path); }
+  std::string operator/(const std::string& name) const { return path + "/" + name; }
+  /// Everything in it.
+  std::vector<std::string> content() const {
+    std::vector<std::string> names;
+    for (const auto& one : fs::directory_iterator(path)) names.push_back(one.path().filename());
+    return names;
+  }
+  /// The rights of each mapping of a file in it, as /proc/self/maps gives them.
+  std::vector<std::string> mapped() const {
+    std::vector<std::string> rights;
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);)
+      if (line.find(path) != std::string::npos)
+        rights.push_back(line.substr(line.find(' ') + 1, 4));
+    return rights;
+  }
+  std::string path = "/dev/shm/storage-test-XXXXXX";
+};
+
+inline std::function<void(std::byte*)> filledWith(const std::string& text) {
+  return [text](std::byte* to) { std::memcpy(to, text.data(), text.size()); };
+}
+inline std::string textIn(const Mapping& mapping) {
+  return reinterpret_cast<const char*>(mapping.data());
+}
+/// What a process that does `work` exits with.
+template <class Work>
+int exitOf(Work work) {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(work());
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+/// Expects nothing to fail in a child that does `work`.
+template <class Work>
+void inChild(Work work) {
+  const auto checked = [&] { return work(), testing::Test::HasFailure() ? 1 : 0; };
+  EXPECT_EQ(exitOf(checked), 0);
+}
+}  // namespace Tarn

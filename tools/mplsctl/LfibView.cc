@@ -1,0 +1,202 @@
+#include "tools/mplsctl/LfibView.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace MplsCtl {
+
+namespace {
+
+using Agents::Json;
+using Agents::Row;
+using Mpls::LfibMplsVia;
+using Mpls::LfibStatus;
+using Mpls::LfibViaKey;
+
+constexpr int readsAtMost = 100;
+constexpr const char* unusable = "no usable via";
+
+template <class Table>
+std::string rowText(const Table& table, const LfibViaKey& key) {
+  typename Table::Row row;
+  return table.find(key, &row) ? std::string(Forma::valueToStrep(row).view()) : std::string();
+}
+
+/// The row of a via that is not of type viaTypeMplsIp.
+std::string otherText(const LfibStatus& lfib, const LfibViaKey& key) {
+  switch (key.viaType()) {
+    case Mpls::viaTypeMplsPseudowire_:
+      return rowText(lfib.pwViaTable(), key);
+    case Mpls::viaTypeIpLookup_:
+      return rowText(lfib.ipLookupViaTable(), key);
+    case Mpls::viaTypeVlan_:
+      return rowText(lfib.vlanViaTable(), key);
+    case Mpls::viaTypeEvpnVlanAware_:
+      return rowText(lfib.evpnVlanAwareViaTable(), key);
+    case Mpls::viaTypeEvpnEthernetSegment_:
+      return rowText(lfib.evpnEthernetSegmentFilterViaTable(), key);
+    case Mpls::viaTypeEvpnVlanFlood_:
+      return rowText(lfib.evpnVlanFloodViaTable(), key);
+    case Mpls::viaTypeEvpnVlanAwareFlood_:
+      return rowText(lfib.evpnVlanAwareFloodViaTable(), key);
+    default:
+      return {};
+  }
+}
+
+LfibVia viaOf(const LfibStatus& lfib, const LfibViaKey& key) {
+  LfibVia via{key, std::nullopt, {}};
+  LfibMplsVia row;
+  if (key.viaType() != Mpls::viaTypeMplsIp_) via.other = otherText(lfib, key);
+  else if (lfib.mplsViaFind(key, &row)) via.mpls = row;
+  return via;
+}
+
+LfibEntry entryOf(const LfibStatus& lfib, const Mpls::LfibRoute& route) {
+  LfibEntry entry{route, false, {}};
+  Mpls::LfibViaSet viaSet;
+  entry.hasViaSet = lfib.viaSetFind(route.viaSetKey(), &viaSet);
+  if (!entry.hasViaSet) return entry;
+  for (const LfibViaKey& key : viaSet.viaKeyIteratorConst()) entry.vias.push_back(viaOf(lfib, key));
+  return entry;
+}
+
+bool isWhole(const LfibEntry& entry) {
+  return entry.hasViaSet && std::ranges::all_of(entry.vias, &LfibVia::isThere);
+}
+
+// ---- Text --------------------------------------------------------------------------------------
+
+template <class Enum>
+std::string nameWithout(std::string_view prefix, Enum value) {
+  std::string name(formaEnumName(value));
+  if (name.starts_with(prefix)) name.erase(0, prefix.size());
+  return name.empty() ? std::to_string(value) : name;
+}
+
+std::string sourceOf(const LfibEntry& entry) {
+  return nameWithout("lfibSource", entry.route.source());
+}
+
+std::string addressOf(const LfibMplsVia& via) {
+  return via.nextHop().isSet() ? std::string(via.nextHop().stringValue()) : "-";
+}
+
+/// The outermost label first.
+std::string labelsOf(const LfibMplsVia& via) {
+  std::string text;
+  for (std::size_t i = 0; i < via.labelStack().size(); ++i)
+    text += (i == 0 ? "" : "/") + std::to_string(via.labelStack().label(i).value());
+  return text.empty() ? "-" : text;
+}
+
+std::string intfOf(const LfibMplsVia& via) {
+  return via.intf().empty() ? "-" : std::string(via.intf().name());
+}
+
+/// The columns of a via, from next hop to weight.
+Row cellsOf(const LfibVia& via) {
+  if (!via.isThere())
+    return {"via " + std::to_string(via.key.index()) + " missing", "-", "-", "-", "-"};
+  if (!via.mpls) return {"-", nameWithout("viaType", via.key.viaType()), "-", via.other, "-"};
+  return {addressOf(*via.mpls), std::string(formaEnumName(via.mpls->labelAction())),
+          labelsOf(*via.mpls), intfOf(*via.mpls), std::to_string(via.mpls->weight())};
+}
+
+std::string textOf(const LfibVia& via) {
+  if (!via.isThere()) return "via " + std::to_string(via.key.index()) + " missing";
+  if (!via.mpls) return via.other;
+  const LfibMplsVia& row = *via.mpls;
+  std::string text = row.nextHop().isSet() ? "via " + addressOf(row) + " " : "";
+  text += formaEnumName(row.labelAction());
+  if (!row.labelStack().empty()) text += " " + labelsOf(row);
+  if (!row.intf().empty()) text += " dev " + intfOf(row);
+  if (row.weight() != 1) text += " weight " + std::to_string(row.weight());
+  if (row.ttlMode() != Mpls::undefinedTtlMode_)
+    text += " ttl " + std::string(formaEnumName(row.ttlMode()));
+  return text;
+}
+
+// ---- JSON --------------------------------------------------------------------------------------
+
+Json viaJson(const LfibVia& via) {
+  if (!via.isThere()) return {{"missing", via.key.index()}};
+  Json json = {{"via", via.key.index()}};
+  if (!via.mpls) {
+    json["type"] = formaEnumName(via.key.viaType());
+    json["row"] = via.other;
+    return json;
+  }
+  const LfibMplsVia& row = *via.mpls;
+  if (row.nextHop().isSet()) json["nextHop"] = addressOf(row);
+  json["operation"] = formaEnumName(row.labelAction());
+  for (std::size_t i = 0; i < row.labelStack().size(); ++i)
+    json["outLabels"].push_back(row.labelStack().label(i).value());
+  if (!row.intf().empty()) json["interface"] = row.intf().name();
+  json["weight"] = row.weight();
+  if (row.ttlMode() != Mpls::undefinedTtlMode_) json["ttlMode"] = formaEnumName(row.ttlMode());
+  return json;
+}
+
+}  // namespace
+
+bool LfibEntry::isUsable() const { return std::ranges::any_of(vias, &LfibVia::isThere); }
+
+std::optional<LfibEntry> lfibEntryOf(const LfibStatus& lfib, const Mpls::RouteKey& key) {
+  Mpls::LfibRoute route;
+  if (!lfib.lfibRouteFind(key, &route)) return std::nullopt;
+  LfibEntry entry = entryOf(lfib, route);
+  for (int reads = 1; !isWhole(entry) && reads < readsAtMost; ++reads) {
+    Mpls::LfibRoute now;
+    if (!lfib.lfibRouteFind(key, &now)) return std::nullopt;
+    if (now == route) break;
+    route = now;
+    entry = entryOf(lfib, route);
+  }
+  return entry;
+}
+
+Row lfibHeading() {
+  return {"LABEL", "METRIC", "NEXT HOP", "OPERATION", "OUT LABEL", "INTERFACE", "WEIGHT", "SOURCE"};
+}
+
+std::vector<Row> lfibRows(const LfibEntry& entry) {
+  const Mpls::RouteKey& key = entry.route.key();
+  std::vector<Row> rows;
+  const auto add = [&](Row cells) {
+    cells.insert(cells.begin(),
+                 {std::to_string(key.topLabel().value()), std::to_string(key.metric().value())});
+    cells.push_back(sourceOf(entry));
+    rows.push_back(std::move(cells));
+  };
+  if (!entry.isUsable()) add({unusable, "-", "-", "-", "-"});
+  for (const LfibVia& via : entry.vias) add(cellsOf(via));
+  return rows;
+}
+
+std::string lfibLine(const LfibEntry& entry) {
+  std::string text;
+  if (!entry.isUsable()) text = std::string(", ") + unusable;
+  for (const LfibVia& via : entry.vias) text += ", " + textOf(via);
+  return textOf(entry.route.key()) + " from " + sourceOf(entry) + ": " + text.substr(2);
+}
+
+Json lfibJson(const LfibEntry& entry) {
+  const Mpls::LfibRoute& route = entry.route;
+  Json json = {{"label", route.key().topLabel().value()},
+               {"metric", route.key().metric().value()},
+               {"source", formaEnumName(route.source())},
+               {"viaSet", route.viaSetKey().index()}};
+  if (route.fec() != Mpls::FwdEqvClass()) json["fec"] = Mpls::valueToStrep(route.fec()).view();
+  json["usable"] = entry.isUsable();
+  json["vias"] = Json::array();
+  for (const LfibVia& via : entry.vias) json["vias"].push_back(viaJson(via));
+  return json;
+}
+
+std::string textOf(const Mpls::RouteKey& key) {
+  return "label " + std::to_string(key.topLabel().value()) + " metric " +
+         std::to_string(key.metric().value());
+}
+
+}  // namespace MplsCtl

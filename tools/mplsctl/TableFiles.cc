@@ -1,0 +1,128 @@
+#include "tools/mplsctl/TableFiles.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <set>
+#include <string_view>
+#include <system_error>
+
+#include "platform/kiln/Fd.h"
+#include "platform/kiln/UnixSocket.h"
+#include "platform/tarn/Format.h"
+
+namespace MplsCtl {
+
+namespace {
+
+namespace Fs = std::filesystem;
+
+constexpr std::string_view headSuffix = ".head";
+constexpr int depthLimit = 8;
+
+/// "no right to read: owner 0:0, mode 0700", or the text of the error.
+std::string whyNot(const std::string& path, int error) {
+  struct stat file {};
+  if ((error != EACCES && error != EPERM) || ::stat(path.c_str(), &file) != 0)
+    return "cannot be read: " + std::generic_category().message(error);
+  std::array<char, 8> mode{};
+  std::snprintf(mode.data(), mode.size(), "%04o", static_cast<unsigned>(file.st_mode & 07777));
+  return "no right to read: owner " + std::to_string(file.st_uid) + ":" +
+         std::to_string(file.st_gid) + ", mode " + mode.data();
+}
+
+/// The first bytes of a file, `limit` at most; false, and errno says why, when it cannot be read.
+bool readStart(const std::string& path, std::size_t limit, std::string& out) {
+  const Kiln::Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+  if (!fd) return false;
+  out.resize(limit);
+  std::size_t size = 0;
+  while (size < limit) {
+    const ssize_t got =
+        ::pread(fd.get(), out.data() + size, limit - size, static_cast<off_t>(size));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return false;
+    if (got == 0) break;
+    size += static_cast<std::size_t>(got);
+  }
+  out.resize(size);
+  return true;
+}
+
+/// Whether somebody takes connections at the doorbell; then `pid` is whose it is.
+bool takesConnections(const std::string& path, int* pid) {
+  const Kiln::Fd directory(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Kiln::Fd socket = Kiln::unixSocket();
+  if (!directory || !socket) return false;
+  const std::string address = Kiln::unixPath(directory.get(), path, "writer.sock");
+  if (Kiln::connectUnix(socket, Kiln::unixAddress(address)) != 0) return false;
+  ucred who{};
+  socklen_t size = sizeof who;
+  if (::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &who, &size) == 0) *pid = who.pid;
+  return true;
+}
+
+/// "PID AGENT SINCE" in writer.info.
+TableWriterInfo writerOf(const std::string& path) {
+  TableWriterInfo writer;
+  std::string text;
+  if (readStart(path + "/writer.info", 256, text)) {
+    const std::string line = text.substr(0, text.find('\n'));
+    const std::size_t first = line.find(' '), last = line.rfind(' ');
+    std::from_chars(line.data(), line.data() + line.size(), writer.pid);
+    if (first < last) writer.agent = line.substr(first + 1, last - first - 1);
+  }
+  int pid = 0;
+  writer.isThere = takesConnections(path, &pid);
+  if (pid != 0 && pid != writer.pid) writer = {true, pid, {}};
+  return writer;
+}
+
+TableFile tableOf(const std::string& directory, const std::string& name,
+                  const TableWriterInfo& writer) {
+  TableFile table;
+  table.directory = directory;
+  table.name = name;
+  table.writer = writer;
+  const std::string path = directory + "/" + Tarn::headName(name);
+  std::string bytes;
+  table.isRead = readStart(path, Tarn::headBytes, bytes);
+  if (table.isRead) table.head = tableHeadOf(bytes, name);
+  table.problem = table.isRead ? table.head.problem : whyNot(path, errno);
+  return table;
+}
+
+void visitDirectory(const std::string& path, int depth,
+                    const std::function<void(const TableFile&)>& visit) {
+  std::set<std::string> tables, directories;
+  std::error_code error;
+  for (Fs::directory_iterator at(path, error), end; !error && at != end; at.increment(error)) {
+    const std::string name = at->path().filename().string();
+    std::error_code ignored;
+    if (name.starts_with('.')) continue;
+    if (at->symlink_status(ignored).type() == Fs::file_type::directory) directories.insert(name);
+    else if (name.size() > headSuffix.size() && name.ends_with(headSuffix))
+      tables.insert(name.substr(0, name.size() - headSuffix.size()));
+  }
+  if (error) visit({path, {}, whyNot(path, error.value()), {}, false, {}});
+  const TableWriterInfo writer = tables.empty() ? TableWriterInfo{} : writerOf(path);
+  for (const std::string& name : tables) visit(tableOf(path, name, writer));
+  if (depth == depthLimit) return;
+  for (const std::string& name : directories)  // what was moved aside is in use by nobody
+    if (!name.starts_with("aside.")) visitDirectory(path + "/" + name, depth + 1, visit);
+}
+
+}  // namespace
+
+void eachTable(const std::string& path, const std::function<void(const TableFile&)>& visit) {
+  visitDirectory(path, 0, visit);
+}
+
+}  // namespace MplsCtl
