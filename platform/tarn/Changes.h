@@ -6,7 +6,6 @@
 /// Cost      records are fetched many at a time; equal words that went and came are never followed.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>

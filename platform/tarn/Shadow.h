@@ -121,7 +121,7 @@ class Shadow {
   bool replaceOrphans(Changes* changes);
   bool replace(std::span<Orphan> orphans, std::span<const Run> runs, Changes* changes);
   bool read(const Run& run);
-  void leave(const Place& at);
+  void leave(const Place& at) const;
   void remove(const Orphan& orphan, Changes* changes);
   void giveUpOrphans(Changes* changes);
   bool stillNames(const Page& page) const;

@@ -183,7 +183,7 @@ bool Shadow::read(const Run& run) {
   return true;
 }
 
-void Shadow::leave(const Place& at) {
+void Shadow::leave(const Place& at) const {
   std::fill_n(at.words, geometry_.pageWords, Word{0});
   at.page->range = {};
 }

@@ -1,6 +1,6 @@
 #include "platform/tarn/TableReader.h"
 
-#include <optional>
+#include <memory>
 #include <set>
 #include <string_view>
 #include <utility>

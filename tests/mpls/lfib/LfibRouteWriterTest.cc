@@ -8,6 +8,7 @@
 #include <set>
 
 #include "mpls/lfib/LfibStaticRouteSm.h"
+#include "mpls/types/ViaSet.h"
 
 namespace Mpls {
 namespace {
@@ -241,6 +242,16 @@ TEST_P(LfibModelTest, TheTablesEqualTheConfigurationAfterAnything) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, LfibModelTest, ::testing::Range(1U, 13U));
+
+TEST(SharedRowsTest, GivesIndexesInTurnButForThoseInUse) {
+  SharedRows<ViaSet> rows;
+  const std::uint32_t first = rows.freeIndex();
+  rows.add(first + 1, {});
+  rows.add(first + 2, {});
+  EXPECT_EQ(rows.freeIndex(), first + 3);
+  rows.remove(*rows.at(first + 2));
+  EXPECT_EQ(rows.freeIndex(), first + 4);
+}
 
 TEST_F(LfibStaticRouteSmTest, ReportsWhatTheLfibCannotHold) {
   const RouteKey key(100, 0);
