@@ -27,7 +27,7 @@ class BellConnection {
   BellConnection(const BellConnection&) = delete;
   BellConnection& operator=(const BellConnection&) = delete;
 
-  /// Asks to be rung again: to be called before looking.
+  /// Asks to be rung again. What changed before is not rung for: look after this.
   void answer();
   /// The writer's process; 0 when it lives in a container of its own.
   int peer() const;

@@ -310,9 +310,15 @@ inline std::uint32_t checkRecord(std::uint64_t seed, std::uint64_t sequence, con
     row += std::size_t{steps} * 64;
     left -= steps * 64;
   }
-  for (; left >= 16; row += 16, left -= 16)
-    h = fold(h ^ load64(row), load64(row + 8) ^ checkKeys[1]);
-  if (left != 0) h = fold(h ^ load64(row), checkKeys[2]);
+  // Written out: where the size is known nothing but multiplications is left.
+  const auto step = [&](std::uint32_t at) {
+    h = fold(h ^ load64(row + at), load64(row + at + 8) ^ checkKeys[1]);
+  };
+  if (left >= 16) step(0);
+  if (left >= 32) step(16);
+  if (left >= 48) step(32);
+  if (left == 64) step(48);
+  if (left % 16 != 0) h = fold(h ^ load64(row + left - 8), checkKeys[2]);
   return static_cast<std::uint32_t>(h ^ h >> 32);
 }
 

@@ -176,6 +176,9 @@ void ReaderDirectory::State::connect(Look otherwise) {
 void ReaderDirectory::State::hear(BellConnection::Event event) {
   const auto self = shared_from_this();
   if (event == BellConnection::Event::rung) {
+    // Who is waited for hears first; what came meanwhile was not rung for, and is found at once.
+    lookAll(Look::counted);
+    if (isClosed_ || !bell_) return;
     bell_->answer();
     return lookAll(Look::counted);
   }

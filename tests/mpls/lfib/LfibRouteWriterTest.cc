@@ -289,7 +289,7 @@ TEST_F(LfibStaticRouteSmTest, LargeLoadsLetTheLoopServeOthers) {
     loop.post([&] { backlogs.push_back(sm->backlog()); });
     loop.runOnce(0);
   }
-  EXPECT_EQ(backlogs, (std::vector<std::size_t>{3 * perTurn, 2 * perTurn, perTurn}));
+  EXPECT_EQ(backlogs, (std::vector<std::size_t>{3UL * perTurn, 2UL * perTurn, perTurn}));
   EXPECT_EQ(reports.size(), 33U);
   EXPECT_EQ(reports.back(), "the same of 4086 more routes");
 }
