@@ -115,8 +115,11 @@ void visitDirectory(const std::string& path, int depth,
   const TableWriterInfo writer = tables.empty() ? TableWriterInfo{} : writerOf(path);
   for (const std::string& name : tables) visit(tableOf(path, name, writer));
   if (depth == depthLimit) return;
-  for (const std::string& name : directories)  // what was moved aside is in use by nobody
-    if (!name.starts_with("aside.")) visitDirectory(path + "/" + name, depth + 1, visit);
+  for (const std::string& name : directories) {
+    if (name.starts_with("aside.")) continue;  // what was moved aside is in use by nobody
+    std::string below = path;
+    visitDirectory(below.append("/").append(name), depth + 1, visit);
+  }
 }
 
 }  // namespace
