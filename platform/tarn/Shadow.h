@@ -116,7 +116,7 @@ class Shadow {
   bool walk(bool patient, Changes* changes);
   bool findRuns(bool patient, Changes* changes);
   void meet(const Run& run, Changes* changes);
-  void meetAgain(const Run& run);
+  void meetAgain(const Run& run, bool isDamage);
   void orphan(Place at, Changes* changes);
   bool replaceOrphans(Changes* changes);
   bool replace(std::span<Orphan> orphans, std::span<const Run> runs, Changes* changes);

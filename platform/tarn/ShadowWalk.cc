@@ -38,9 +38,15 @@ bool Shadow::findRuns(bool patient, Changes* changes) {
   const unsigned shift = maxDepth - directory.depth;
   unsigned repeats = 0;
   bool isWhole = true;
+  const Word structure = state().structure.load(acquire);
+  bool isSwitching = state().intent.load(acquire) != 0;
   entries_.resize(directory.size());
   for (std::size_t i = 0; i < entries_.size(); ++i)
     entries_[i] = directory.entries[i].load(acquire);
+  // What was read while entries changed makes no sense, which is no damage. The writer sets its
+  // intent before it switches entries and counts before it clears that.
+  isSwitching = state().intent.load(acquire) != 0 || isSwitching;
+  const bool hasChanged = state().structure.load(acquire) != structure;
   for (std::size_t i = 0, end = 0; i < entries_.size(); i = end) {
     Run run{entries_[i], {}};
     const std::uint32_t number = pageOf(run.entry);
@@ -51,12 +57,12 @@ bool Shadow::findRuns(bool patient, Changes* changes) {
     isWhole = isWhole && run.isWhole();
     if (chunkFor(number) == nullptr) continue;
     if (place(number).page->walk != walk_) meet(run, changes);
-    else if (patient) return false;  // it got another place meanwhile
-    else if (++repeats <= repeatLimit) meetAgain(run);
+    else if (patient || hasChanged) return false;  // it got another place meanwhile
+    else if (++repeats <= repeatLimit) meetAgain(run, !isSwitching);
   }
   // In parts pages are named while entries are switched, or after the writer died at that.
-  if (!isWhole && state().intent.load(acquire) == 0) {
-    if (patient) return false;
+  if (!isWhole && !isSwitching) {
+    if (patient || hasChanged) return false;
     view_->report("damage: entries of the directory make no sense");
   }
   return true;
@@ -81,9 +87,11 @@ void Shadow::meet(const Run& run, Changes* changes) {
 }
 
 /// The words of a page tell which of two places is its own; if both have some, all in between is.
-void Shadow::meetAgain(const Run& run) {
+void Shadow::meetAgain(const Run& run, bool isDamage) {
   const Place at = place(pageOf(run.entry));
-  view_->report("damage: the directory names page " + std::to_string(pageOf(run.entry)) + " twice");
+  if (isDamage)
+    view_->report("damage: the directory names page " + std::to_string(pageOf(run.entry)) +
+                  " twice");
   if (at.page->fresh == noRun) return;
   Run& first = fresh_[at.page->fresh];
   const auto isHome = [&](const Range& range) {
