@@ -3,7 +3,8 @@
 /// A Table has
 ///   Row            a TableRow
 ///   Writer         made from a folder and a number of rows: put(row), erase(key), and flush(),
-///                  after which readers see all of it
+///                  after which readers see all of it; if it likes, expect(keys), which tells it of
+///                  the batchRows that are put next
 ///   Reader         the same: get(key, row), forEach(function of a row); if it likes, begin(),
 ///                  which is called now and then between lookups, end(), after the last of them,
 ///                  and getBatch(keys, rows) of batchRows
@@ -28,6 +29,7 @@ namespace Bench {
 enum TableTask : std::uint32_t {
   fillTask,       ///< inserts all rows, in another order
   overwriteTask,  ///< overwrites all rows, `count` times; answers the median of a row's time
+  expectedTask,   ///< the same by a table that is told what comes
   replaceTask,    ///< erases and inserts a quarter of the rows; answers both times
   pourTask,       ///< overwrites until Gate says stop; answers a row's time
   lookupTask,
@@ -43,6 +45,8 @@ constexpr bool hasBatches = requires(typename Table::Reader table,
                                      std::array<typename Table::Row, batchRows> rows) {
   table.getBatch(nullptr, rows);
 };
+template <class Table>
+constexpr bool hasExpectations = requires(typename Table::Writer table) { table.expect(nullptr); };
 
 /// By which one process tells another when to stop.
 struct Gate {
@@ -85,6 +89,8 @@ class WritingRole {
         return {};
       case overwriteTask:
         return {medianOfPasses(keys_.size(), task.count, [this] { putAll(order()); })};
+      case expectedTask:
+        return {medianOfPasses(keys_.size(), task.count, [this] { putExpected(order()); })};
       case replaceTask:
         return replace();
       case pourTask:
@@ -100,6 +106,15 @@ class WritingRole {
   void putAll(const std::vector<RowKey>& keys) {
     ++sequence_;
     for (const RowKey key : keys) table_.put(Row::make(key, sequence_));
+    table_.flush();
+  }
+  void putExpected(const std::vector<RowKey>& keys) {
+    ++sequence_;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      if constexpr (hasExpectations<Table>)
+        if (i % batchRows == 0 && keys.size() - i >= batchRows) table_.expect(keys.data() + i);
+      table_.put(Row::make(keys[i], sequence_));
+    }
     table_.flush();
   }
   Answer replace() {

@@ -58,6 +58,7 @@ class TableRun {
     TableWrites times;
     writer_->call({overwriteTask, 3});
     times.overwrite = writer_->call({overwriteTask, 3})[0];
+    if constexpr (hasExpectations<Table>) times.batch = writer_->call({expectedTask, 3})[0];
     const Answer replaced = writer_->call({replaceTask});
     times.erase = replaced[0];
     times.insert = replaced[1];

@@ -33,8 +33,9 @@ class TableFigures {
   void add(const std::string& op, double TableReads::*figure, const std::string& suffix = "") {
     addFigure(name(op) + suffix, reads_, figure);
   }
-  void add(const std::string& op, double TableWrites::*figure, Unit unit = Unit::nanoseconds) {
-    addFigure(name(op), writes_, figure, unit);
+  void add(const std::string& op, double TableWrites::*figure, const std::string& suffix = "",
+           Unit unit = Unit::nanoseconds) {
+    addFigure(name(op) + suffix, writes_, figure, unit);
   }
 
  private:
@@ -57,16 +58,19 @@ void addTable(const TableKind& kind, std::uint32_t rows) {
   table.add("iterate", &TableReads::iterate);
   if (!kind.writes) return;
   table.add("overwrite", &TableWrites::overwrite);
+  if (isOurs(kind)) table.add("overwrite", &TableWrites::batch, "x16");
   table.add("insert", &TableWrites::insert);
   table.add("erase", &TableWrites::erase);
-  table.add("files", &TableWrites::fileBytes, Unit::bytes);
+  table.add("files", &TableWrites::fileBytes, "", Unit::bytes);
 }
 
 void addSets(const TableKind& kind, std::uint32_t rows) {
   TableFigures table("Tarn/set.", kind, rows);
   table.add("lookup", &TableReads::lookup);
   table.add("dependent", &TableReads::dependent);
-  if (kind.writes) table.add("overwrite", &TableWrites::overwrite);
+  if (!kind.writes) return;
+  table.add("overwrite", &TableWrites::overwrite);
+  if (isOurs(kind)) table.add("overwrite", &TableWrites::batch, "x16");
 }
 
 void addMemory(const std::string& group, std::size_t rowBytes, std::uint32_t rows) {

@@ -43,6 +43,9 @@ struct TarnTable {
       writer_.commit();
       if (++changes_ % tarnChangesPerTurn == 0) writer_.turn();
     }
+    void expect(const RowKey* keys) {
+      writer_.expect(reinterpret_cast<const std::byte*>(keys), batchRows);
+    }
     void erase(RowKey key) {
       writer_.remove(reinterpret_cast<const std::byte*>(&key));
       if (++changes_ % tarnChangesPerTurn == 0) writer_.turn();

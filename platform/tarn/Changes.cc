@@ -71,32 +71,32 @@ void Changes::cancelEqual() {
   added_.clear();
 }
 
-/// Sorts many pairs by the pages of memory in which their records stand: what was written, or
-/// moved, one behind the other is read so.
+/// Brings many pairs near to those whose records stand near theirs: what was written, or moved, one
+/// behind the other is read so.
 void Changes::sortByPlace(std::vector<Pair>& pairs) {
   constexpr unsigned bits = 11;
-  constexpr unsigned firstBit = 9;  // places of 8 bytes in 4 KiB
+  constexpr unsigned firstBit = 13;  // places of 8 bytes in 64 KiB
   if (pairs.size() < std::size_t{1} << bits) return;
   sorted_.resize(pairs.size());
-  for (unsigned shift = firstBit; shift < firstBit + 2 * bits; shift += bits) {
-    const auto digit = [shift](const Pair& pair) {
-      return (pair.now != 0 ? pair.now : pair.before) >> shift & ((1U << bits) - 1);
-    };
-    std::array<std::size_t, 1U << bits> ends{};
-    for (const Pair& pair : pairs) ++ends[digit(pair)];
-    std::exclusive_scan(ends.begin(), ends.end(), ends.begin(), std::size_t{0});
-    for (const Pair& pair : pairs) sorted_[ends[digit(pair)]++] = pair;
-    pairs.swap(sorted_);
-  }
+  const auto digit = [](const Pair& pair) {
+    return (pair.now != 0 ? pair.now : pair.before) >> firstBit & ((1U << bits) - 1);
+  };
+  std::array<std::size_t, 1U << bits> ends{};
+  for (const Pair& pair : pairs) ++ends[digit(pair)];
+  std::exclusive_scan(ends.begin(), ends.end(), ends.begin(), std::size_t{0});
+  for (const Pair& pair : pairs) sorted_[ends[digit(pair)]++] = pair;
+  pairs.swap(sorted_);
 }
 
-/// Records are on their way for some time before they are looked at.
+/// The records of some pairs are on their way from memory, all at once, before the first of them is
+/// looked at.
 void Changes::follow(std::vector<Pair>& pairs) {
   sortByPlace(pairs);
-  for (std::size_t i = 0; i < std::min(ahead, pairs.size()); ++i) prefetch(pairs[i]);
-  for (std::size_t i = 0; i < pairs.size(); ++i) {
-    if (i + ahead < pairs.size()) prefetch(pairs[i + ahead]);
-    consider(pairs[i]);
+  for (std::size_t i = 0; i < pairs.size(); i += ahead) {
+    const std::span some = std::span(pairs).subspan(i, std::min(ahead, pairs.size() - i));
+    for (const Pair& pair : some) view_->prefetch(pair.before);
+    for (const Pair& pair : some) view_->prefetch(pair.now);
+    for (const Pair& pair : some) consider(pair);
   }
 }
 
@@ -111,29 +111,9 @@ void Changes::consider(const Pair& pair) {
   if (now) came_.push_back(now);
 }
 
-void Changes::prefetch(const Pair& pair) const {
-  const auto origin = [this](Word word) -> const std::byte* {
-    const std::uint32_t segment = segmentOf(word);
-    return segment < origins_.size() ? origins_[segment] : nullptr;
-  };
-  if (const std::byte* from = origin(pair.before)) __builtin_prefetch(from + offsetOf(pair.before));
-  if (const std::byte* from = origin(pair.now)) {
-    __builtin_prefetch(from + offsetOf(pair.now));
-    __builtin_prefetch(from + offsetOf(pair.now) + 64);
-  }
-}
-
-/// Where segments begin, as far as records were met in them: only for prefetch().
-void Changes::learn(Word word, const Record& record) {
-  const std::uint32_t segment = segmentOf(word);
-  if (segment >= origins_.size()) origins_.resize(segment + 1);
-  origins_[segment] = record.row - sizeof(RecordHeader) - offsetOf(word);
-}
-
 Record Changes::oldRecord(Word word) {
   const Record record = view_->uncheckedRecord(word);
   if (record.bytes < keyBytes_ || (!damaged_.empty() && damaged_.erase(word) != 0)) return {};
-  learn(word, record);
   return record;
 }
 
@@ -141,10 +121,7 @@ Record Changes::oldRecord(Word word) {
 Record Changes::newRecord(Word word) {
   if (!namesRecord(word)) return {};
   const Record record = view_->record(word);
-  if (hasItsKey(word, record)) {
-    learn(word, record);
-    return record;
-  }
+  if (hasItsKey(word, record)) return record;
   if (record)
     view_->report("damage: a word leads to the row of another key, in segment " +
                   std::to_string(segmentOf(word)) + " at offset " + std::to_string(offsetOf(word)));
@@ -211,8 +188,7 @@ void Changes::joinOne(std::uint32_t number, std::uint64_t hash, bool sameGenerat
   else if (fates_[other] == Fate::gone) fates_[other] = Fate::moved;
 }
 
-// ---- Telling
-// ------------------------------------------------------------------------------------
+// ---- Telling ------------------------------------------------------------------------------------
 
 void Changes::tell(const Record& record) {
   keys_->bytes.insert(keys_->bytes.end(), record.row, record.row + keyBytes_);

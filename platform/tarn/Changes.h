@@ -52,7 +52,7 @@ class Changes {
  private:
   static constexpr std::size_t enoughToCancel = 1024;       // fits the nearest caches
   static constexpr std::size_t enoughToSettle = 256 << 10;  // so that places lie close
-  static constexpr std::size_t ahead = 16;                  // hides the way to memory
+  static constexpr std::size_t ahead = 32;                  // hides the way to memory
   struct Pair {
     Word before;
     Word now;
@@ -64,8 +64,6 @@ class Changes {
   void sortByPlace(std::vector<Pair>& pairs);
   void follow(std::vector<Pair>& pairs);
   void consider(const Pair& pair);
-  void prefetch(const Pair& pair) const;
-  void learn(Word word, const Record& record);
   Record newRecord(Word word);
   Record oldRecord(Word word);
   bool hasItsKey(Word word, const Record& record) const;
@@ -92,8 +90,7 @@ class Changes {
   std::vector<Record> came_;
   std::vector<Fate> fates_;  // of gone_, then of came_
   Matcher matcher_;
-  std::vector<const std::byte*> origins_;  // of segments
-  std::unordered_set<Word> damaged_;       // words that came and led to no row
+  std::unordered_set<Word> damaged_;  // words that came and led to no row
 };
 
 }  // namespace Tarn

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <system_error>
 #include <utility>
 
@@ -57,11 +58,13 @@ class DirectoryStorage final : public Storage {
   }
   void reserve(const Temporary& temporary, std::size_t size) const;
   void giveRights(const Temporary& temporary) const;
+  void populate(const Mapping& mapping);
   std::vector<std::string> regularFiles() const;
 
   const std::string path_;
   Fd directory_;
   DirectoryRights rights_;
+  unsigned pause_ = 0;  // files for which large pages are not asked for
 };
 
 /// A file before it has its name; goes unless it gets it.
@@ -132,6 +135,25 @@ void DirectoryStorage::giveRights(const Temporary& temporary) const {
   temporary.check(untilDone([&] { return calls().fchmod(fd, rights_.fileMode); }), "give mode to");
 }
 
+/// All of it will be written: one call instead of a fault for each page. Of a large file the kernel
+/// is asked for large pages, for the writer and for all readers: lookups at random spend most of
+/// their time on finding out where pages are. A kernel that does neither leaves it as it was.
+void DirectoryStorage::populate(const Mapping& mapping) {
+  constexpr int populateWrite = 23;  // MADV_POPULATE_WRITE of Linux 5.14
+  constexpr int collapse = 25;       // MADV_COLLAPSE of Linux 6.1
+  // Memory that is in pieces, or a machine too busy to answer soon, will stay so for a while.
+  constexpr unsigned filesToPause = 32;
+  constexpr auto soon = std::chrono::milliseconds(5);
+  if (mapping.size >= largePageBytes && pause_ != 0) {
+    --pause_;
+  } else if (mapping.size >= largePageBytes) {
+    const auto begin = std::chrono::steady_clock::now();
+    const bool refused = ::madvise(mapping.data(), mapping.size, collapse) != 0;
+    if (refused || std::chrono::steady_clock::now() - begin > soon) pause_ = filesToPause;
+  }
+  static_cast<void>(::madvise(mapping.data(), mapping.size, populateWrite));
+}
+
 Mapping DirectoryStorage::create(std::string_view file, std::size_t size,
                                  const std::function<void(std::byte*)>& fill) {
   Temporary temporary(*this, file);
@@ -140,10 +162,7 @@ Mapping DirectoryStorage::create(std::string_view file, std::size_t size,
   temporary.check(untilDone([&] { return calls().fstat(temporary.fd().get(), &made); }), "look at");
   Mapping mapping = mapFile(temporary.fd(), made, Access::write);
   if (!mapping) temporary.fail("map", errno);
-  // All of it will be written: one call instead of a fault for each page. A kernel that does not
-  // know it leaves the faults.
-  constexpr int populateWrite = 23;  // MADV_POPULATE_WRITE of Linux 5.14
-  static_cast<void>(::madvise(mapping.data(), size, populateWrite));
+  populate(mapping);
   if (fill) fill(mapping.data());
   giveRights(temporary);
   temporary.rename();

@@ -16,6 +16,10 @@
 
 namespace Tarn {
 
+/// A mapping of that size or more begins at a multiple of it: the processor can then map so much at
+/// a time, where the file has it in one piece (DirectoryStorage sees to that).
+inline constexpr std::size_t largePageBytes = std::size_t{2} << 20;
+
 /// The calls of the kernel that tables are made with, so that a test can let one fail. Each does as
 /// the function of its name, unless it says more.
 class MPLS_EXPORT SystemCalls {

@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <utility>
+#include <vector>
 
 #include "platform/kiln/UnixSocket.h"
 #include "platform/tarn/StorageErrors.h"
@@ -128,6 +129,14 @@ void Doorbell::hear(int fd) {
   } else if (size == 0 || (errno != EAGAIN && errno != EINTR)) {
     drop(fd);
   }
+}
+
+void Doorbell::hearAll() {
+  accept();
+  std::vector<int> silent;
+  for (const auto& [fd, reader] : readers_)
+    if (!reader.hasAnswered) silent.push_back(fd);
+  for (const int fd : silent) hear(fd);
 }
 
 void Doorbell::drop(int fd) {

@@ -40,6 +40,9 @@ class Doorbell {
   /// Sends a byte to each reader that has answered its last one and does not know the news. To be
   /// called at the end of each turn; costs nothing unless there is news, or somebody answered.
   void ring();
+  /// Takes the readers that came, and what they answered, as the loop does when it runs. Raises
+  /// what the loop would hear of.
+  void hearAll();
   /// Whether the socket's file still has its name.
   bool isThere() const;
   /// Makes the socket again; readers keep their connections. Raises std::system_error.

@@ -44,6 +44,7 @@ bool FollowedTable::isListening() const {
 
 void FollowedTable::tell(const KeyList& keys) {
   for (std::size_t i = 0; i < keys.size() && listener_ != nullptr; ++i) {
+    if (i + ahead < keys.size()) reader_->prefetch(keys[i + ahead]);
     try {
       listener_->changed(keys[i]);
     } catch (...) {

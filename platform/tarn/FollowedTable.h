@@ -30,6 +30,8 @@ class FollowedTable : public std::enable_shared_from_this<FollowedTable> {
   void close();
 
  private:
+  static constexpr std::size_t ahead = 8;  // keys whose rows are on their way from memory
+
   bool isListening() const;
   void tell(const KeyList& keys);
 

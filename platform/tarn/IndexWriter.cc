@@ -96,7 +96,18 @@ IndexWriter::Spot IndexWriter::locate(Word word, std::uint64_t hash) const {
 
 void IndexWriter::prefetch(std::uint64_t hash) const {
   const Word entry = entries_[prefixOf(hash, depth_)].load(relaxed);
-  __builtin_prefetch(words(pageOf(entry)) + lineOf(hash, ownDepthOf(entry), 64 - pageBits_));
+  const std::uint32_t page = pageOf(entry);
+  const std::uint32_t line = lineOf(hash, ownDepthOf(entry), 64 - pageBits_);
+  __builtin_prefetch(words(page) + line, 1);
+  __builtin_prefetch(&counter(page, line), 1);
+}
+
+Word IndexWriter::firstTagged(std::uint64_t hash) const {
+  const Word entry = entries_[prefixOf(hash, depth_)].load(relaxed);
+  const SharedWord* const line =
+      words(pageOf(entry)) + lineOf(hash, ownDepthOf(entry), 64 - pageBits_);
+  const unsigned tagged = taggedIn(line, hash);
+  return tagged == 0 ? 0 : line[std::countr_zero(tagged)].load(relaxed);
 }
 
 void IndexWriter::each(const std::function<void(const Spot& spot)>& visit) const {
@@ -125,13 +136,17 @@ void IndexWriter::store(const Spot& spot, Word word) {
   changed();
 }
 
-void IndexWriter::bump(std::uint32_t page, std::uint32_t place) {
+SharedWord& IndexWriter::counter(std::uint32_t page, std::uint32_t place) const {
   const unsigned number = chunkOf(page);
-  const Chunk& chunk = chunks_[number];
   const std::size_t at = page - firstPageOf(number);
-  SharedWord& group = chunk.counters[(at << (pageBits_ - groupBits_)) + (place >> groupBits_)];
+  return chunks_[number].counters[(at << (pageBits_ - groupBits_)) + (place >> groupBits_)];
+}
+
+void IndexWriter::bump(std::uint32_t page, std::uint32_t place) {
+  SharedWord& group = counter(page, place);
   group.store(group.load(relaxed) + 1, release);
-  SharedWord& summary = chunk.summaries[at / summaryPages];
+  const unsigned number = chunkOf(page);
+  SharedWord& summary = chunks_[number].summaries[(page - firstPageOf(number)) / summaryPages];
   summary.store(summary.load(relaxed) + 1, release);
 }
 

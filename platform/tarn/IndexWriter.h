@@ -55,7 +55,11 @@ class IndexWriter {
   bool locate(const std::byte* key, std::size_t keyBytes, std::uint64_t hash, Spot& spot) const;
   /// Where exactly that word stands; words == null when it does not.
   Spot locate(Word word, std::uint64_t hash) const;
+  /// Asks memory for what a search for a hash, and a store where it ends, will touch.
   void prefetch(std::uint64_t hash) const;
+  /// The word at which such a search will look first: the first that has the tag in the line where
+  /// it begins; 0 when there is none.
+  Word firstTagged(std::uint64_t hash) const;
   /// Makes the page of a hash roomier. Raises, and changes nothing, when it cannot.
   void makeRoom(std::uint64_t hash);
   /// Stores a word, and counts.
@@ -87,6 +91,8 @@ class IndexWriter {
     const unsigned chunk = chunkOf(page);
     return chunks_[chunk].words + (std::size_t{page - firstPageOf(chunk)} << pageBits_);
   }
+  /// The change counter of the group of a word.
+  SharedWord& counter(std::uint32_t page, std::uint32_t place) const;
   void bump(std::uint32_t page, std::uint32_t place);
   void changed() { state_->changes.store(++changes_, std::memory_order_release); }
 

@@ -62,6 +62,18 @@ TARN_LOADS_LINES unsigned equalIn(const SharedWord* line, Word word) {
                 _mm_and_si128(halvesOf<lowerHalves>(r, s), halvesOf<upperHalves>(r, s)));
 }
 
+/// Which of the words are other than those of `copy`, which nobody else writes, at a multiple of 16
+/// bytes.
+TARN_LOADS_LINES unsigned otherIn(const SharedWord* line, const Word* copy) {
+  const auto* const words = reinterpret_cast<const __m128i*>(copy);
+  const __m128i p = _mm_cmpeq_epi32(pairOf(line, 0), _mm_load_si128(words));
+  const __m128i q = _mm_cmpeq_epi32(pairOf(line, 1), _mm_load_si128(words + 1));
+  const __m128i r = _mm_cmpeq_epi32(pairOf(line, 2), _mm_load_si128(words + 2));
+  const __m128i s = _mm_cmpeq_epi32(pairOf(line, 3), _mm_load_si128(words + 3));
+  return 0xffU ^ maskOf(_mm_and_si128(halvesOf<lowerHalves>(p, q), halvesOf<upperHalves>(p, q)),
+                        _mm_and_si128(halvesOf<lowerHalves>(r, s), halvesOf<upperHalves>(r, s)));
+}
+
 #else
 
 inline unsigned taggedIn(const SharedWord* line, std::uint64_t hash) {
@@ -76,6 +88,12 @@ inline unsigned equalIn(const SharedWord* line, Word word) {
   for (unsigned i = 0; i < lineWords; ++i)
     equal |= static_cast<unsigned>(line[i].load(std::memory_order_relaxed) == word) << i;
   return equal;
+}
+inline unsigned otherIn(const SharedWord* line, const Word* copy) {
+  unsigned other = 0;
+  for (unsigned i = 0; i < lineWords; ++i)
+    other |= static_cast<unsigned>(line[i].load(std::memory_order_relaxed) != copy[i]) << i;
+  return other;
 }
 
 #endif

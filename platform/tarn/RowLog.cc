@@ -99,6 +99,13 @@ void RowLog::dead(Word word, std::uint32_t bytes) {
   liveBytes_ -= less;
 }
 
+void RowLog::prefetch(Word word) const {
+  const std::uint32_t at = find(segmentOf(word));
+  const std::uint32_t place = offsetOf(word) / placeStep;
+  if (at != none && place / 64 < segments_[at].live.size())
+    __builtin_prefetch(segments_[at].live.data() + place / 64, 1);
+}
+
 std::vector<std::uint32_t> RowLog::liveIn(std::uint32_t number) const {
   const Segment& segment = segments_[find(number)];
   std::vector<std::uint32_t> offsets;

@@ -40,6 +40,8 @@ class RowLog {
   /// The record that a word names, and that takes so many bytes, counts, or counts no more.
   void live(Word word, std::uint32_t bytes);
   void dead(Word word, std::uint32_t bytes);
+  /// Asks memory for what dead() will touch.
+  void prefetch(Word word) const;
   std::uint32_t liveRows(std::uint32_t number) const { return segments_[find(number)].liveRows; }
 
   /// Where the live records of a segment begin.

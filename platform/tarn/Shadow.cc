@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/tarn/LineMatch.h"
+
 namespace Tarn {
 
 namespace {
@@ -18,6 +20,13 @@ constexpr unsigned patientPasses = 16;  // as long what makes no sense may be in
 constexpr unsigned readAttempts = 64;   // each of them: the word has changed
 constexpr std::size_t ahead = 4;        // groups that are on their way from memory
 constexpr std::size_t lostLimit = 64;   // segments that are tried again in each update
+
+/// Where a line of memory begins, there or behind it.
+Word* inLine(void* memory) {
+  constexpr std::uintptr_t line = lineWords * sizeof(Word);
+  return reinterpret_cast<Word*>((reinterpret_cast<std::uintptr_t>(memory) + line - 1) / line *
+                                 line);
+}
 
 }  // namespace
 
@@ -73,8 +82,7 @@ void Shadow::tell() {
                    static_cast<unsigned>(std::bit_width(toldEntries_.size()) - 1));
   told_.borrowedRowsAre(rows_);
   for (unsigned number = 0; number < chunks_.size(); ++number)
-    if (chunks_[number].shared != nullptr)
-      told_.borrowedChunkIs(number, chunks_[number].words.get());
+    if (chunks_[number].shared != nullptr) told_.borrowedChunkIs(number, chunks_[number].words);
 }
 
 std::vector<Word> Shadow::words() const {
@@ -82,7 +90,7 @@ std::vector<Word> Shadow::words() const {
   for (const Chunk& chunk : chunks_)
     for (std::size_t i = 0; i < chunk.pages.size(); ++i) {
       if (!chunk.pages[i].isHeld()) continue;
-      const std::span words(chunk.words.get() + i * geometry_.pageWords, geometry_.pageWords);
+      const std::span words(chunk.words + i * geometry_.pageWords, geometry_.pageWords);
       for (const Word word : words)
         if (effective(chunk.pages[i], word) != 0) all.push_back(word);
     }
@@ -119,8 +127,9 @@ Shadow::Chunk* Shadow::chunkFor(std::uint32_t page) {
   chunk.layout = chunkLayout(geometry_, number);
   chunk.pages.resize(pagesIn(number));
   // Pages that are not in use cost no memory: nobody touches them.
-  chunk.words.reset(static_cast<Word*>(std::calloc(chunk.layout.words, sizeof(Word))));
-  if (chunk.words == nullptr) throw std::bad_alloc();
+  chunk.memory.reset(std::calloc(chunk.layout.words + lineWords - 1, sizeof(Word)));
+  if (chunk.memory == nullptr) throw std::bad_alloc();
+  chunk.words = inLine(chunk.memory.get());
   chunk.shared = shared;
   return &chunk;
 }
@@ -132,12 +141,8 @@ Shadow::Place Shadow::place(std::uint32_t page) {
   const std::size_t words = at * geometry_.pageWords;
   const std::size_t counters = chunk.layout.counters + at * groups_;
   const std::size_t summary = chunk.layout.summaries + at / summaryPages;
-  return {&chunk.pages[at],
-          chunk.words.get() + words,
-          chunk.words.get() + counters,
-          chunk.words.get() + summary,
-          chunk.shared + words,
-          chunk.shared + counters,
+  return {&chunk.pages[at],      chunk.words + words,  chunk.words + counters,
+          chunk.words + summary, chunk.shared + words, chunk.shared + counters,
           chunk.shared + summary};
 }
 
@@ -160,6 +165,15 @@ bool Shadow::compareAll(Changes* changes) {
   return all;
 }
 
+/// Inlined always: g++ takes a function that does nothing else for one without effect.
+[[gnu::always_inline]] inline void Shadow::prefetch(const Chunk& chunk, std::size_t group) const {
+  const std::size_t first = group * geometry_.groupWords;
+  for (std::size_t i = first; i < first + geometry_.groupWords; i += lineWords) {
+    __builtin_prefetch(chunk.shared + i);
+    __builtin_prefetch(chunk.words + i, 1);
+  }
+}
+
 bool Shadow::compareCounted(Changes* changes) {
   bool all = true;
   for (unsigned number = 0; number < chunks_.size(); ++number) {
@@ -179,28 +193,33 @@ bool Shadow::compareCounted(Changes* changes) {
 }
 
 /// The groups of a chunk whose counters changed.
-void Shadow::findCounted(const Chunk& chunk) {
+void Shadow::findCounted(Chunk& chunk) {
   touched_.clear();
   const std::size_t groups = chunk.pages.size() * groups_;
   const std::size_t step = std::size_t{summaryPages} * groups_;
-  const SharedWord* const shared = chunk.shared + chunk.layout.counters;
-  const Word* const copy = chunk.words.get() + chunk.layout.counters;
-  for (std::size_t i = 0, at = chunk.layout.summaries; i < groups; i += step, ++at) {
-    const Word summary = chunk.shared[at].load(acquire);  // before the counters of its groups
-    if (summary == chunk.words[at]) continue;
-    chunk.words[at] = summary;
-    for (std::size_t group = i; group < std::min(i + step, groups); ++group)
-      if (shared[group].load(acquire) != copy[group])
-        touched_.push_back(static_cast<std::uint32_t>(group));
+  const std::size_t summaries = chunk.layout.summaries;
+  for (std::size_t line = 0; line * lineWords * step < groups; ++line) {
+    const std::size_t first = summaries + line * lineWords;
+    for (unsigned other = otherIn(chunk.shared + first, chunk.words + first); other != 0;
+         other &= other - 1) {
+      const auto i = static_cast<unsigned>(std::countr_zero(other));
+      // Acquire: before the counters of its groups.
+      chunk.words[first + i] = chunk.shared[first + i].load(acquire);
+      const std::size_t from = (line * lineWords + i) * step;
+      findCounted(chunk, from, std::min(from + step, groups));
+    }
   }
 }
 
-void Shadow::prefetch(const Chunk& chunk, std::size_t group) const {
-  const std::size_t first = group * geometry_.groupWords;
-  for (std::size_t i = first; i < first + geometry_.groupWords; i += 8) {
-    __builtin_prefetch(chunk.shared + i);
-    __builtin_prefetch(chunk.words.get() + i, 1);
-  }
+/// The same from one group on, before another; each chunk's counters begin, and end, with a line.
+void Shadow::findCounted(const Chunk& chunk, std::size_t from, std::size_t to) {
+  const SharedWord* const shared = chunk.shared + chunk.layout.counters;
+  const Word* const copy = chunk.words + chunk.layout.counters;
+  for (std::size_t line = from; line < to; line += lineWords)
+    for (unsigned other = otherIn(shared + line, copy + line); other != 0; other &= other - 1) {
+      const std::size_t group = line + static_cast<unsigned>(std::countr_zero(other));
+      if (group < to) touched_.push_back(static_cast<std::uint32_t>(group));
+    }
 }
 
 /// False, and nothing is taken over, when the page was given up meanwhile.
@@ -255,27 +274,16 @@ void Shadow::dropTwins(const Place& at) {
   }
 }
 
-/// The hot loop of a comparison: words of a line at a time.
+/// The hot loop of a comparison. What differs is loaded once more, once: it may change again.
 void Shadow::collect(const Place& at, std::uint32_t group) {
   const std::uint32_t first = group * geometry_.groupWords;
-  const std::uint32_t end = first + geometry_.groupWords;
-  for (std::uint32_t line = first; line < end; line += 8) {
-    Word differ = 0;
-    for (std::uint32_t i = line; i < line + 8; ++i)
-      differ |= at.sharedWords[i].load(acquire) ^ at.words[i];
-    if (differ == 0) [[likely]]
-      continue;
-    std::array<Word, 8> words;  // one load for each: they may change again
-    unsigned places = 0;
-    for (unsigned i = 0; i < 8; ++i) {
-      words[i] = at.sharedWords[line + i].load(acquire);
-      places |= unsigned{words[i] != at.words[line + i]} << i;
+  for (std::uint32_t line = first; line < first + geometry_.groupWords; line += lineWords)
+    for (unsigned other = otherIn(at.sharedWords + line, at.words + line); other != 0;
+         other &= other - 1) {
+      const std::uint32_t place = line + static_cast<std::uint32_t>(std::countr_zero(other));
+      found_.push_back({place, at.sharedWords[place].load(acquire)});
     }
-    for (; places != 0; places &= places - 1) {
-      const auto i = static_cast<unsigned>(std::countr_zero(places));
-      found_.push_back({line + i, words[i]});
-    }
-  }
+  std::atomic_thread_fence(acquire);  // counters that are looked at next are loaded next
 }
 
 void Shadow::accept(const Place& at, const Difference& difference, Changes* changes) {

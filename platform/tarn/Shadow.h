@@ -61,7 +61,7 @@ class Shadow {
   static constexpr unsigned stillAttempts = 4;  // to read a page while it is not written
 
   struct Free {
-    void operator()(Word* words) const { std::free(words); }
+    void operator()(void* memory) const { std::free(memory); }
   };
   /// Hashes by their first maxDepth bits: from `from` on, before `to`.
   struct Range {
@@ -78,7 +78,8 @@ class Shadow {
     bool isHeld() const { return range.to != 0; }
   };
   struct Chunk {
-    std::unique_ptr<Word[], Free> words;
+    std::unique_ptr<void, Free> memory;
+    Word* words = nullptr;  // in it, where a line of memory begins
     ChunkLayout layout;
     std::vector<Page> pages;
     const SharedWord* shared = nullptr;  // null: not met yet
@@ -128,7 +129,8 @@ class Shadow {
 
   bool compareAll(Changes* changes);
   bool compareCounted(Changes* changes);
-  void findCounted(const Chunk& chunk);
+  void findCounted(Chunk& chunk);
+  void findCounted(const Chunk& chunk, std::size_t from, std::size_t to);
   void prefetch(const Chunk& chunk, std::size_t group) const;
   bool comparePage(const Place& at, bool all, Changes* changes);
   bool stoodStill(const Place& at, const Word* counters) const;

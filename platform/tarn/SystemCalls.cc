@@ -50,7 +50,26 @@ int SystemCalls::fallocate(int fd, off_t size) { return ::posix_fallocate(fd, 0,
 
 void* SystemCalls::mmap(std::size_t size, int protection, int fd) {
   const int flags = fd < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
-  return ::mmap(nullptr, size, protection, flags, fd, 0);
+  if (size < largePageBytes) return ::mmap(nullptr, size, protection, flags, fd, 0);
+  // Room for the range wherever in it the first large page begins; what is too much goes back.
+  const std::size_t reserved = size + largePageBytes;
+  void* const room =
+      ::mmap(nullptr, reserved, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (room == MAP_FAILED) return MAP_FAILED;
+  auto* const first = static_cast<std::byte*>(room);
+  const std::size_t ahead = -reinterpret_cast<std::uintptr_t>(room) % largePageBytes;
+  void* const at = ::mmap(first + ahead, size, protection, flags | MAP_FIXED, fd, 0);
+  if (at == MAP_FAILED) {
+    const int error = errno;
+    ::munmap(room, reserved);
+    errno = error;
+    return MAP_FAILED;
+  }
+  const auto pageBytes = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  const std::size_t end = (ahead + size + pageBytes - 1) / pageBytes * pageBytes;
+  if (ahead != 0) ::munmap(room, ahead);
+  if (end < reserved) ::munmap(first + end, reserved - end);
+  return at;
 }
 
 int SystemCalls::madvise(void* at, std::size_t size, int advice) {

@@ -103,7 +103,8 @@ TableCore::TableCore(Storage& storage, TableView& view, Mapping head, const Repo
   adopted_ = index_.adopt([this](Word word) { return adoptWord(word); });
   if (!adopted_) return;
   state_->retired.store(0, release);  // the last writer may have died in a renewal
-  state_->epoch.store(state_->epoch.load(relaxed) + 1, release);
+  epoch_ = state_->epoch.load(relaxed) + 1;
+  state_->epoch.store(epoch_, release);
   for (const std::uint32_t number : log_.empty()) removeSegment(number);
   stamp(true);
 }
@@ -112,7 +113,7 @@ TableCore::TableCore(Storage& storage, TableView& view, Mapping head, const Repo
 // -----------------------------------------------------------------------------
 
 void TableCore::publish() {
-  state_->epoch.store(1, relaxed);
+  state_->epoch.store(epoch_, relaxed);
   stamp(true);
   head_ = storage_.create(headName(fixed_.name), headBytes, [this](std::byte* at) {
     std::memcpy(at, &fixed_, sizeof fixed_);
@@ -186,7 +187,10 @@ bool TableCore::isRowSize(std::uint32_t bytes) const {
                               : fixed_.keyBytes <= bytes && bytes <= fixed_.maxRowBytes;
 }
 
+/// What is said here belongs to the writer that attached last: one that lost its directory to
+/// another has nothing to say any more.
 void TableCore::stamp(bool seen) {
+  if (state_->epoch.load(relaxed) != epoch_) return;
   if (seen) {
     const std::uint64_t now = bootTime();
     if (since_ == 0) since_ = now;
@@ -219,6 +223,22 @@ void TableCore::numbersAre(std::uint32_t nextSegment, std::uint64_t nextSequence
 
 // ---- Writing
 // --------------------------------------------------------------------------------------
+
+/// A write waits for memory twice, for its line of the index and then for the row that it replaces;
+/// here many wait at the same time.
+void TableCore::expect(const std::byte* keys, std::size_t count) const {
+  std::array<std::uint64_t, expectedKeys> hashes;
+  count = std::min(count, hashes.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    hashes[i] = hash(keys + i * fixed_.keyBytes);
+    index_.prefetch(hashes[i]);
+  }
+  for (std::size_t i = 0; i < count; ++i)
+    if (const Word word = index_.firstTagged(hashes[i]); namesRecord(word)) {
+      view_->prefetch(word);
+      log_.prefetch(word);
+    }
+}
 
 std::byte* TableCore::room(std::uint32_t rowBytes) {
   room_ = log_.room(rowBytes);
@@ -318,7 +338,7 @@ void TableCore::cleanIfPossible() noexcept {
 bool TableCore::hasTooMany(std::uint64_t bytesToCome) const {
   const std::uint64_t live = log_.liveBytes();
   const std::uint64_t segment = log_.nextBytes(0);
-  return log_.bytes() + bytesToCome > live + live / 5 * 2 + segment + segment / 2;
+  return log_.bytes() + bytesToCome > live + live / 20 * 9 + segment + segment / 2;
 }
 
 bool TableCore::hasFarTooMany() const {

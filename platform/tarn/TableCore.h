@@ -42,6 +42,7 @@ class TableCore {
   const IndexWriter& index() const { return index_; }
   std::size_t rows() const { return index_.rows(); }
 
+  void expect(const std::byte* keys, std::size_t count) const;
   std::byte* room(std::uint32_t rowBytes);
   /// Files the row in the room, under the next sequence unless one is given.
   void commit(std::optional<std::uint64_t> sequence = {});
@@ -90,6 +91,7 @@ class TableCore {
   TableView* view_;
   RowLog log_;
   IndexWriter index_;
+  Word epoch_ = 1;
   std::uint64_t sequence_ = 1;
   std::uint64_t sequenceLimit_ = 1;
   std::uint32_t roomBytes_ = 0;

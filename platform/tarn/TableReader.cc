@@ -13,8 +13,9 @@ namespace Tarn {
 namespace {
 
 constexpr auto acquire = std::memory_order_acquire;
-constexpr unsigned attachAttempts = 8;   // another generation may come while one is read
-constexpr std::size_t reportLimit = 64;  // distinct problems without a good moment in between
+constexpr unsigned attachAttempts = 8;      // another generation may come while one is read
+constexpr std::size_t reportLimit = 64;     // distinct problems without a good moment in between
+constexpr std::size_t nearRows = 64 << 10;  // the index of so many fits the nearest caches
 
 }  // namespace
 
@@ -179,6 +180,16 @@ const TableShape& TableReader::shape() const { return state_->shape(); }
 const TableView& TableReader::view() const { return state_->view(); }
 
 const TableView& TableReader::told() const { return state_->told(); }
+
+void TableReader::prefetch(const std::byte* key) const {
+  const TableView& told = state_->told();
+  if (told.state().rows.load(std::memory_order_relaxed) <= nearRows) return;
+  const std::uint64_t hash = told.hash(key, shape().keyBytes);
+  const TableView::Directory directory = told.directory();
+  const Word entry = directory.entries[prefixOf(hash, directory.depth)].load(acquire);
+  if (const SharedWord* const words = told.page(pageOf(entry)))
+    __builtin_prefetch(words + lineOf(hash, ownDepthOf(entry), told.pageShift()));
+}
 
 const std::string& TableReader::problem() const { return state_->problem(); }
 

@@ -51,6 +51,8 @@ class MPLS_EXPORT TableReader {
   /// moment, so that whoever is told of keys and reads rows whenever he likes misses nothing. With
   /// Follow::no the same as view(). Valid until the next refresh().
   const TableView& told() const;
+  /// Asks memory for what a lookup of `key` in told() reads first, if that is likely to be far off.
+  void prefetch(const std::byte* key) const;
   bool isAttached() const { return view().isAttached(); }
   /// Why it is not attached, or not to the newest generation: "layout 3, need 4", "no such file",
   /// what right is missing; empty when all is well. Changes are also reported, each once.

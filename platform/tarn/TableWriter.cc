@@ -276,6 +276,10 @@ const TableShape& TableWriter::shape() const { return state_->shape; }
 const TableView& TableWriter::view() const { return state_->view; }
 std::size_t TableWriter::rows() const { return state_->core ? state_->core->rows() : 0; }
 
+void TableWriter::expect(const std::byte* keys, std::size_t count) const {
+  if (state_->core) state_->core->expect(keys, count);
+}
+
 std::byte* TableWriter::room(std::size_t rowBytes) {
   State& state = *state_;
   if (!state.core) [[unlikely]]

@@ -6,7 +6,7 @@
 /// Errors    std::system_error when there is no space or the kernel refuses, RangeException for a
 ///           row or a shape that is not allowed, ResourceException when the index cannot grow; all
 ///           of them before anything changes.
-/// Memory    segments of at most 1.5 times the records and one segment, in the steady state; at no
+/// Memory    segments of at most 1.45 times the records and 1.5 segments, in the steady state; at no
 ///           time more than twice the records and two segments.
 #pragma once
 
@@ -31,6 +31,9 @@ class MPLS_EXPORT ResourceException : public Forma::Exception {
   ~ResourceException() override;
 };
 
+/// How many keys TableWriter::expect() takes at once.
+inline constexpr std::size_t expectedKeys = 32;
+
 class MPLS_EXPORT TableWriter {
  public:
   /// Adopts the table of that name in `storage`, or makes it, with an index for `initialRows`.
@@ -48,6 +51,10 @@ class MPLS_EXPORT TableWriter {
   const TableView& view() const;
   std::size_t rows() const;
 
+  /// Says that rows of these keys, which stand one behind the other, are written or removed next:
+  /// what that will touch is on its way from memory meanwhile, for all of them at the same time.
+  /// Changes nothing; keys above `expectedKeys` are not looked at.
+  void expect(const std::byte* keys, std::size_t count) const;
   /// Room for a row of that many bytes, to be filled before commit(). Valid until the next call of
   /// any function here. Raises RangeException for a row above the limit or, where rows have one
   /// size, of another.

@@ -34,6 +34,7 @@ class WriterDirectory::State : public std::enable_shared_from_this<State> {
   void start();
   void close();
   std::unique_ptr<WriterHandle> table(TableShape shape, std::size_t initialRows);
+  void hearAll();
   void ring();
 
   const std::string& path() const { return plan_.path; }
@@ -151,6 +152,15 @@ void WriterDirectory::State::drop(const Table& table) {
   dead->writer = nullptr;
 }
 
+/// Readers that came or answered while the loop did not run.
+void WriterDirectory::State::hearAll() {
+  try {
+    if (bell() != nullptr) bell()->hearAll();
+  } catch (const std::exception& e) {
+    report_(e.what());
+  }
+}
+
 void WriterDirectory::State::ring() {
   for (std::size_t i = 0; isOurs() && i < tables_.size(); ++i)
     if (tables_[i]->stamp() != tables_[i]->told) turn(tables_[i]);
@@ -247,6 +257,7 @@ std::unique_ptr<WriterHandle> WriterDirectory::table(TableShape shape, std::size
 
 void WriterDirectory::ring() {
   const auto state = state_;  // a report may destroy this
+  state->hearAll();
   state->ring();
 }
 

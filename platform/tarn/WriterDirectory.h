@@ -8,8 +8,8 @@
 ///
 /// Doorbell  a stream socket for each reader. At the end of a loop turn in which a table changed
 ///           the writer sends one byte to each reader that has answered its last one (by one byte,
-///           before it looks); to one that has not it sends nothing, so a stopped reader costs
-///           nothing. The end of the stream tells either side that the other went.
+///           after which it looks once more); to one that has not it sends nothing, so a stopped
+///           reader costs nothing. The end of the stream tells either side that the other went.
 /// Removal   once a second it looks whether directory, lock and socket are there, and makes again
 ///           what others took away. If another process writes in their place by then this one has
 ///           lost: that is reported, and no handle has a table any more.
@@ -60,9 +60,9 @@ class MPLS_EXPORT WriterDirectory {
   /// Adopts or makes a table; raises what TableWriter raises, and std::system_error: EEXIST when it
   /// is open here already, EADDRINUSE after another took the directory.
   std::unique_ptr<WriterHandle> table(TableShape shape, std::size_t initialRows);
-  /// Rings readers for what changed, as the end of a turn does: for writers without a running loop.
-  /// What a handler for the end of a turn writes is told at the end of the next one, unless it
-  /// calls this.
+  /// Takes readers and their answers, and rings them for what changed, as a turn and its end do:
+  /// for writers without a running loop. What a handler for the end of a turn writes is told at the
+  /// end of the next one, unless it calls this.
   void ring();
   std::size_t readers() const;
 

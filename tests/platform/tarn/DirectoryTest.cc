@@ -76,7 +76,7 @@ class Other {
   explicit Other(const std::function<void(const std::function<void()>& pause)>& work) {
     int pair[2];
     EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-    pid_ = ::fork();
+    pid_ = forkMortal();
     if (pid_ == 0) {
       ::close(pair[0]);
       try {
@@ -335,6 +335,16 @@ TEST_F(DirectoryTest, AStoppedReaderCostsOneRingAndALostRingCostsTime) {
   change(3);
   stopped.runUntilIdle();
   EXPECT_THAT(told.take(), ElementsAre(Pair(3, 1))) << "rung again";
+
+  const auto late = read(stopped);
+  stopped.runUntilIdle();
+  for (const std::uint64_t key : {4U, 5U, 6U}) {  // the writer's loop does not run any more
+    put(*written, key, 2);
+    writer->ring();
+    stopped.runUntilIdle();
+    EXPECT_THAT(told.take(), ElementsAre(Pair(key, 1)));
+  }
+  EXPECT_EQ(writer->readers(), 2U);
 }
 
 TEST_F(DirectoryTest, AThousandReadersThatDieLeaveNothingBehind) {

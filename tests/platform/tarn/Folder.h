@@ -2,7 +2,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -43,16 +46,31 @@ struct Folder {
   std::string path = "/dev/shm/storage-test-XXXXXX";
 };
 
+/// How many descriptors this process has open.
+inline std::size_t descriptors() {
+  const fs::directory_iterator all("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
 inline std::function<void(std::byte*)> filledWith(const std::string& text) {
   return [text](std::byte* to) { std::memcpy(to, text.data(), text.size()); };
 }
 inline std::string textIn(const Mapping& mapping) {
   return reinterpret_cast<const char*>(mapping.data());
 }
+/// Forks a child that is killed when this process ends: a test that is killed leaves none behind.
+inline pid_t forkMortal() {
+  const pid_t parent = ::getpid();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) ::_exit(1);  // it ended before it could be told of
+  }
+  return child;
+}
 /// What a process that does `work` exits with.
 template <class Work>
 int exitOf(Work work) {
-  const pid_t child = ::fork();
+  const pid_t child = forkMortal();
   if (child == 0) ::_exit(work());
   int status = 0;
   ::waitpid(child, &status, 0);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <memory>
 #include <set>
+#include <span>
 #include <sstream>
 #include <system_error>
 #include <vector>
@@ -154,7 +155,10 @@ TEST_F(AttachTest, AWalkOfTheReaderFollowsARenewal) {
   written->plainTable().geometryIs({8, 8, 4096, 4096});
   const auto writer = newWriter();
   FormaTarn::attachWriter(*written, *writer, 1);
-  for (std::uint32_t key = 0; key < 3000; ++key) written->plainIs(PlainRow(key, key + 1));
+  std::vector<PlainRow> rows;
+  for (std::uint32_t key = 0; key < 3000; ++key) rows.emplace_back(key, key + 1);
+  written->plainTable().safeWriteBatch(std::span(rows).first(1000));
+  written->plainTable().safeWriteBatch(rows);
   const auto reader = newReader();
   read.attachReader(*reader);
   std::set<std::uint32_t> met;

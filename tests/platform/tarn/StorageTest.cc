@@ -18,6 +18,7 @@
 
 #include "platform/tarn/DirectoryStorage.h"
 #include "tests/platform/tarn/Folder.h"
+#include "tests/platform/tarn/OneFails.h"
 #include "tests/support/Checks.h"
 
 namespace Tarn {
@@ -28,11 +29,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
-
-std::size_t descriptors() {
-  const fs::directory_iterator all("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
 
 /// Storages of both kinds, in the same random steps as a model: a map of what each file holds.
 void checkAgainstModel(Storage& storage, unsigned seed) {
@@ -103,49 +99,6 @@ TEST(StorageTest, BothKindsDoAsAMapOfContentsDoes) {
   }
 }
 
-/// Lets call number `fails`, counted from 0 over all kinds, fail with `error`.
-class FailingCalls : public SystemCalls {
- public:
-  FailingCalls(int fails, int error) : left_(fails), error_(error) { currentIs(*this); }
-  ~FailingCalls() override { currentIs(real()); }
-  bool hasFailed() const { return left_ < 0; }
-
-  int openat(int d, const char* name, int flags, mode_t mode) override {
-    return fails() ? -1 : SystemCalls::openat(d, name, flags, mode);
-  }
-  int fallocate(int fd, off_t size) override {
-    return fails() ? error_ : SystemCalls::fallocate(fd, size);
-  }
-  void* mmap(std::size_t size, int protection, int fd) override {
-    return neverInterrupted() ? MAP_FAILED : SystemCalls::mmap(size, protection, fd);
-  }
-  int madvise(void* at, std::size_t size, int advice) override {
-    return neverInterrupted() ? -1 : SystemCalls::madvise(at, size, advice);
-  }
-  int renameat(int d, const char* from, const char* to) override {
-    return fails() ? -1 : SystemCalls::renameat(d, from, to);
-  }
-  int unlinkat(int d, const char* name) override {
-    return fails() ? -1 : SystemCalls::unlinkat(d, name);
-  }
-  int fchown(int fd, uid_t owner, gid_t group) override {
-    return fails() ? -1 : SystemCalls::fchown(fd, owner, group);
-  }
-  int fchmod(int fd, mode_t mode) override { return fails() ? -1 : SystemCalls::fchmod(fd, mode); }
-  int fstat(int fd, struct stat* out) override {
-    return fails() ? -1 : SystemCalls::fstat(fd, out);
-  }
-
- private:
-  bool fails() {
-    errno = error_;
-    return left_-- == 0;
-  }
-  bool neverInterrupted() { return error_ != EINTR && fails(); }
-  int left_;
-  const int error_;
-};
-
 class DirectoryStorageTest : public testing::Test {
  protected:
   Mapping create(const std::string& file, std::size_t size = 8192) {
@@ -159,11 +112,11 @@ class DirectoryStorageTest : public testing::Test {
 TEST_F(DirectoryStorageTest, ACallThatFailsChangesNothingAndLeaksNothing) {
   create("f");
   const std::size_t before = descriptors();
-  int failures = 0;
+  unsigned failures = 0;
   for (bool done = false; !done; ++failures) {
     // A temporary file that is there already is replaced, which takes more calls.
     std::ofstream(folder / ".f.tmp") << "stale";
-    FailingCalls calls(failures, ENOSPC);
+    OneFails calls(failures, OneFails::Always{ENOSPC});
     const auto work = [&] { storage->create("f", 9000, filledWith("new")); };
     const std::string text = Checks::raised<std::system_error>(work);
     done = !calls.hasFailed();
@@ -175,7 +128,8 @@ TEST_F(DirectoryStorageTest, ACallThatFailsChangesNothingAndLeaksNothing) {
     // The first two failures are met before the stale one is gone.
     EXPECT_EQ(folder.content().size(), failures < 2 ? 2U : 1U) << failures;
   }
-  EXPECT_EQ(failures, 11) << "open, unlink, open, reserve, look, map, advise, chown, chmod, rename";
+  EXPECT_EQ(failures, 11U)
+      << "open, unlink, open, reserve, look, map, advise, chown, chmod, rename";
 }
 
 TEST_F(DirectoryStorageTest, OpeningSaysWhatFailedAndIsNotInterrupted) {
@@ -184,8 +138,8 @@ TEST_F(DirectoryStorageTest, OpeningSaysWhatFailedAndIsNotInterrupted) {
   for (const Access access : {Access::read, Access::write})
     for (const int error : {EINTR, EMFILE, ENFILE, ENOMEM}) {
       bool done = false;
-      for (int n = 0; !done; ++n) {
-        FailingCalls calls(n, error);
+      for (unsigned n = 0; !done; ++n) {
+        OneFails calls(n, OneFails::Always{error});
         const Opened opened = storage->open("f", access);
         done = !calls.hasFailed();
         EXPECT_EQ(opened.error, done || error == EINTR ? 0 : error) << n;
@@ -196,8 +150,8 @@ TEST_F(DirectoryStorageTest, OpeningSaysWhatFailedAndIsNotInterrupted) {
     }
   EXPECT_EQ(descriptors(), before);
   EXPECT_THAT(folder.mapped(), IsEmpty());
-  for (int n = 0; n < 12; ++n) {
-    const FailingCalls calls(n, EINTR);
+  for (unsigned n = 0; n < 12; ++n) {
+    const OneFails calls(n, OneFails::Always{EINTR});
     EXPECT_NO_THROW(create("g"));
     EXPECT_TRUE(storage->isThere("g", storage->open("g", Access::read).mapping));
     EXPECT_NO_THROW(storage->remove("f"));
