@@ -2,11 +2,7 @@
 // once, at each place where it is made: the operation says so, nothing that was there is lost, and
 // the next try succeeds.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
-#include <array>
-#include <cerrno>
-#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -19,105 +15,45 @@
 #include "platform/tarn/ReaderDirectory.h"
 #include "platform/tarn/WriterDirectory.h"
 #include "tests/platform/tarn/Folder.h"
+#include "tests/platform/tarn/OneFails.h"
 
 namespace TarnFaults {
 namespace {
 
 using Tarn::Folder;
-using Tarn::SystemCalls;
+using Tarn::OneFails;
 using Tarn::TableReader;
 using Look = TableReader::Look;
 
-// ---- Calls that fail ----------------------------------------------------------------------------
-
-/// Lets one call fail, in the way of its kind that `variant` chooses; counts them from 0.
-class OneFails : public SystemCalls {
- public:
-  OneFails(std::uint64_t which, unsigned variant) : left_(which), variant_(variant) {
-    currentIs(*this);
-  }
-  ~OneFails() override { currentIs(real()); }
-  OneFails(const OneFails&) = delete;
-  OneFails& operator=(const OneFails&) = delete;
-
-  bool hasFailed() const { return !failed_.empty(); }
-  /// Which call failed, and how.
-  const std::string& failed() const { return failed_; }
-
-  int openat(int directory, const char* name, int flags, mode_t mode) override {
-    return fails("openat", {EMFILE, EACCES, EINTR, ENOMEM})
-               ? -1
-               : SystemCalls::openat(directory, name, flags, mode);
-  }
-  int fallocate(int fd, off_t size) override {
-    return fails("fallocate", {ENOSPC, EINTR, ENOSPC, EFBIG}) ? errno
-                                                              : SystemCalls::fallocate(fd, size);
-  }
-  void* mmap(std::size_t size, int protection, int fd) override {
-    return fails("mmap", {ENOMEM, EAGAIN, ENOMEM, ENFILE})
-               ? MAP_FAILED
-               : SystemCalls::mmap(size, protection, fd);
-  }
-  int madvise(void* at, std::size_t size, int advice) override {
-    return fails("madvise", {ENOMEM, ENOMEM, EAGAIN, ENOMEM})
-               ? -1
-               : SystemCalls::madvise(at, size, advice);
-  }
-  int renameat(int directory, const char* from, const char* to) override {
-    return fails("renameat", {ENOSPC, EACCES, EINTR, ENOMEM})
-               ? -1
-               : SystemCalls::renameat(directory, from, to);
-  }
-  int unlinkat(int directory, const char* name) override {
-    return fails("unlinkat", {EACCES, EIO, EINTR, ENOMEM}) ? -1
-                                                           : SystemCalls::unlinkat(directory, name);
-  }
-  int mkdirat(int directory, const char* name, mode_t mode) override {
-    return fails("mkdirat", {ENOSPC, EACCES, EINTR, EMLINK})
-               ? -1
-               : SystemCalls::mkdirat(directory, name, mode);
-  }
-  int fchown(int fd, uid_t owner, gid_t group) override {
-    return fails("fchown", {EPERM, EIO, EINTR, EPERM}) ? -1 : SystemCalls::fchown(fd, owner, group);
-  }
-  int fchmod(int fd, mode_t mode) override {
-    return fails("fchmod", {EPERM, EIO, EINTR, EPERM}) ? -1 : SystemCalls::fchmod(fd, mode);
-  }
-  int fstat(int fd, struct stat* out) override {
-    return fails("fstat", {ENOMEM, EIO, EINTR, EOVERFLOW}) ? -1 : SystemCalls::fstat(fd, out);
-  }
-  int fstatat(int directory, const char* name, struct stat* out) override {
-    return fails("fstatat", {ENOMEM, EACCES, EINTR, EIO})
-               ? -1
-               : SystemCalls::fstatat(directory, name, out);
-  }
-  int socket(int type) override {
-    return fails("socket", {EMFILE, ENFILE, ENOBUFS, EACCES}) ? -1 : SystemCalls::socket(type);
-  }
-  int bind(int fd, const char* path) override {
-    return fails("bind", {EACCES, ENOSPC, EADDRINUSE, ENOMEM}) ? -1 : SystemCalls::bind(fd, path);
-  }
-  int connect(int fd, const char* path) override {
-    return fails("connect", {ECONNREFUSED, EAGAIN, EINTR, EACCES}) ? -1
-                                                                   : SystemCalls::connect(fd, path);
-  }
-  ssize_t send(int fd, const void* bytes, std::size_t size) override {
-    return fails("send", {EAGAIN, EPIPE, EINTR, ENOBUFS}) ? -1 : SystemCalls::send(fd, bytes, size);
-  }
-
- private:
-  bool fails(const char* call, const std::array<int, 4>& errors) {
-    if (left_-- != 0) return false;
-    const int error = errors[variant_ % errors.size()];
-    failed_ = std::string(call) + " (" + std::generic_category().message(error) + ")";
-    errno = error;
-    return true;
-  }
-
-  std::uint64_t left_;
-  const unsigned variant_;
-  std::string failed_;
+struct Sums {
+  std::uint64_t calls = 0;     ///< that failed
+  std::uint64_t failures = 0;  ///< that operations told of
 };
+
+/// Runs a Scene for each call that it makes and for each way in which that one fails, until none is
+/// left to fail. No descriptor may be left over.
+template <class Scene>
+Sums failEachCall() {
+  const std::size_t before = Tarn::descriptors();
+  Sums sums;
+  for (unsigned variant = 0; variant < 4; ++variant)
+    for (std::uint64_t which = 0; !testing::Test::HasFailure(); ++which) {
+      Scene scene;
+      OneFails one(which, variant);
+      try {
+        scene.run();
+      } catch (const std::exception& e) {
+        ADD_FAILURE() << "raised twice: " << e.what();
+      }
+      EXPECT_FALSE(testing::Test::HasFailure())
+          << "call " << which << ", variant " << variant << ": " << one.failed() << " failed";
+      if (!one.hasFailed()) break;
+      ++sums.calls;
+      sums.failures += scene.failures();
+    }
+  EXPECT_EQ(Tarn::descriptors(), before);
+  return sums;
+}
 
 // ---- A table under them -------------------------------------------------------------------------
 
@@ -236,32 +172,9 @@ class Course {
   std::uint64_t failures_ = 0;
 };
 
-std::size_t descriptors() {
-  return static_cast<std::size_t>(std::distance(Tarn::fs::directory_iterator("/proc/self/fd"), {}));
-}
-
 TEST(TarnCallsTest, EachCallMayFailOnce) {
-  const std::size_t before = descriptors();
-  std::uint64_t calls = 0, raised = 0;
-  for (unsigned variant = 0; variant < 4; ++variant) {
-    bool done = false;
-    for (std::uint64_t which = 0; !done && !HasFailure(); ++which) {
-      Course course;
-      OneFails one(which, variant);
-      try {
-        course.run();
-      } catch (const std::exception& e) {
-        ADD_FAILURE() << "raised twice: " << e.what();
-      }
-      done = !one.hasFailed();
-      EXPECT_FALSE(HasFailure()) << "call " << which << ", variant " << variant << ": "
-                                 << one.failed() << " failed";
-      calls += done ? 0 : 1;
-      raised += course.failures();
-    }
-  }
-  EXPECT_EQ(descriptors(), before);
-  std::cout << "simulated a failure of each of " << calls << " calls, " << raised
+  const Sums sums = failEachCall<Course>();
+  std::cout << "simulated a failure of each of " << sums.calls << " calls, " << sums.failures
             << " times an operation raised or reported that" << std::endl;
 }
 
@@ -284,6 +197,7 @@ class Conversation : private Tarn::TableListener {
       settle();
     }
   }
+  std::uint64_t failures() const { return failures_; }
 
  private:
   bool isListening() const override { return true; }
@@ -295,6 +209,7 @@ class Conversation : private Tarn::TableListener {
     try {
       act();
     } catch (const std::system_error&) {
+      ++failures_;
       act();
     }
   }
@@ -342,30 +257,14 @@ class Conversation : private Tarn::TableListener {
   std::unique_ptr<Tarn::WriterHandle> table_;
   std::unique_ptr<Tarn::ReaderDirectory> reader_;
   std::unique_ptr<Tarn::ReaderHandle> rows_;
+  std::uint64_t failures_ = 0;
 };
 
 TEST(TarnCallsTest, EachCallOfADirectoryMayFailOnce) {
-  const std::size_t before = descriptors();
-  std::uint64_t calls = 0;
-  for (unsigned variant = 0; variant < 4; ++variant) {
-    bool done = false;
-    for (std::uint64_t which = 0; !done && !HasFailure(); ++which) {
-      Conversation conversation;
-      OneFails one(which, variant);
-      try {
-        conversation.run();
-      } catch (const std::exception& e) {
-        ADD_FAILURE() << "raised twice: " << e.what();
-      }
-      done = !one.hasFailed();
-      EXPECT_FALSE(HasFailure()) << "call " << which << ", variant " << variant << ": "
-                                 << one.failed() << " failed";
-      calls += done ? 0 : 1;
-    }
-  }
-  EXPECT_EQ(descriptors(), before);
-  std::cout << "simulated a failure of each of " << calls
-            << " calls of a directory, its writer and its reader" << std::endl;
+  const Sums sums = failEachCall<Conversation>();
+  std::cout << "simulated a failure of each of " << sums.calls
+            << " calls of a directory, its writer and its reader, " << sums.failures
+            << " times the writer raised that" << std::endl;
 }
 
 }  // namespace

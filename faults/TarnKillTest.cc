@@ -93,7 +93,7 @@ class Writer {
   template <class Life>
   Writer(const Ledger& ledger, Life life) : ledger_(ledger) {
     ledger_.common().ready.store(false, std::memory_order_release);
-    pid_ = ::fork();
+    pid_ = Tarn::forkMortal();
     if (pid_ != 0) return;
     try {
       life();

@@ -177,7 +177,7 @@ class Stepper {
   /// Steps through what `script` does in a child; what is wrong then, empty when nothing is.
   template <class Script>
   std::string run(Script script) {
-    const pid_t child = ::fork();
+    const pid_t child = Tarn::forkMortal();
     if (child == 0) {
       ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
       try {

@@ -54,7 +54,7 @@ class StoppedReaderTest : public testing::Test {
  protected:
   StoppedReaderTest() {
     for (Key key = 0; key < stable; ++key) ledger.put(writer, key, false);
-    child = ::fork();
+    child = Tarn::forkMortal();
     if (child == 0) lookUp(folder.path, exchange);
     EXPECT_EQ(stopped(), SIGSTOP);
   }
