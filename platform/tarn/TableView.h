@@ -417,8 +417,8 @@ void TableView::findBatch(const std::byte* keys, std::size_t count, Record* foun
   constexpr std::size_t most = 32;
   std::array<std::uint64_t, most> hashes;
   std::array<const SharedWord*, most> lines;
-  for (; count != 0; keys += std::min(count, most) * keyBytes) {
-    const std::size_t now = std::min(count, most);
+  for (std::size_t now; count != 0; keys += now * keyBytes, found += now, count -= now) {
+    now = std::min(count, most);
     const Directory directory = this->directory();
     for (std::size_t i = 0; i < now; ++i) {
       hashes[i] = hashBytes(seed_, keys + i * keyBytes, keyBytes);
@@ -439,8 +439,6 @@ void TableView::findBatch(const std::byte* keys, std::size_t count, Record* foun
     }
     for (std::size_t i = 0; i < now; ++i)
       found[i] = find<keyBytes, rowBytes>(keys + i * keyBytes, hashes[i]);
-    found += now;
-    count -= now;
   }
 }
 

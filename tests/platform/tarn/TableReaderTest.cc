@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <set>
@@ -201,7 +202,14 @@ std::vector<Key> differences(const std::map<Key, std::uint64_t>& before,
 }
 
 void expectFound(const TableView& view, const Model& model, std::size_t keys) {
+  std::vector<Key> all(keys);
+  std::iota(all.begin(), all.end(), Key{0});
+  std::vector<Record> found(keys);
+  view.findBatch<sizeof(Key)>(reinterpret_cast<const std::byte*>(all.data()), keys, found.data());
   for (Key key = 0; key < keys; ++key) {
+    ASSERT_TRUE(static_cast<bool>(found[key]) == model.rows.contains(key) &&
+                (!found[key] || std::memcmp(found[key].row, &key, sizeof key) == 0))
+        << "key " << key;
     const auto row = model.rows.find(key);
     ASSERT_EQ(versionIn(view, key), row == model.rows.end() ? 0 : row->second) << "key " << key;
   }
