@@ -46,7 +46,9 @@ constexpr bool hasBatches = requires(typename Table::Reader table,
   table.getBatch(nullptr, rows);
 };
 template <class Table>
-constexpr bool hasExpectations = requires(typename Table::Writer table) { table.expect(nullptr); };
+constexpr bool hasExpectations = requires(typename Table::Writer table) {
+  table.expect(nullptr);
+};
 
 /// By which one process tells another when to stop.
 struct Gate {

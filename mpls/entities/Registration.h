@@ -5,7 +5,7 @@
 
 namespace Mpls {
 
-/// Registers the configuration entities, and the types that they hold.
+/// Registers the configuration and status entities, and the types that they hold.
 MPLS_EXPORT void registerEntityTypes(Forma::TypeRegistry& registry);
 
 }  // namespace Mpls

@@ -2,6 +2,7 @@
 /// came down to.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 
 #include "mpls/types/AdjacencyKey.h"
@@ -67,6 +68,7 @@ class L2Via {
         l2Intf_(l2Intf),
         macAddr_(macAddr),
         skipEgressAcl_(skipEgressAcl) {}
+  constexpr auto operator<=>(const L2Via&) const = default;
 };
 
 /// A next hop with what it was resolved through.

@@ -6,6 +6,7 @@
 #include "mpls/types/FibVia.h"
 #include "mpls/types/FwdEqvClass.h"
 #include "mpls/types/Hardware.h"
+#include "mpls/types/L2ViaSet.h"
 #include "mpls/types/LFibRoute.h"
 #include "mpls/types/LabelRange.h"
 #include "mpls/types/LabelSource.h"
@@ -27,7 +28,7 @@ void registerTypes(Forma::TypeRegistry& registry) {
   registry.add<LabelRange, LabelStack, RouteMetric, RouteKey, AdjacencyKey, Via, ViaSet, PwVia,
                FibVia, FecId, LfibFlag, FwdEqvClass, RouterId>();
   registry.add<LFib::Route, Hardware::AdjacencyBaseKey, Hardware::Route, Hardware::L2Via,
-               Hardware::Via>();
+               Hardware::L2ViaSet, Hardware::Via>();
   registry.add<SegmentRouting::SegmentIdentifier, SegmentRouting::AdjacencySegmentKey,
                SegmentRouting::AdjacencySegmentFlags>();
 }

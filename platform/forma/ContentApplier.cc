@@ -108,7 +108,7 @@ class ContentApplier::Walk {
     }
     if (one.op != LogOp::put) return enter(one, member, key.get());
     bool changed = false;
-    if (member.kind == MemberKind::references) {
+    if (isReference(member.kind)) {
       changed = all_.element(entity(), member, key.get(), one.value);
     } else if (member.replica.store) {
       const WireValue value(member.replica.value, one.value);

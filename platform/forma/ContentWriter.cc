@@ -68,7 +68,7 @@ class RecordWriter {
       arguments(member, entityAt(element));
       content(entityAt(element));
       end();
-    } else if (member.kind == MemberKind::references) {
+    } else if (isReference(member.kind)) {
       appendSized(out_, [&] {
         arguments(member, entityAt(element));
         content(entityAt(element));

@@ -149,21 +149,26 @@
                                                                                   \
  private:
 
+/// Reading and writing of values by key.
+#define FORMA_VALUE_COLLECTION(KeyType, ValueType, name, callback)                        \
+ public:                                                                                  \
+  /** The value at `key`; a default value when there is none. */                          \
+  ValueType name(const KeyType& key) const { return name##_.get(key); }                   \
+  /** The value at `key`, valid until the next change; null when there is none. */        \
+  const ValueType* name##Find(const KeyType& key) const { return name##_.map.find(key); } \
+  void name##Is(KeyType key, ValueType value) {                                           \
+    formaMayChange();                                                                     \
+    if (name##_.put(key, std::move(value))) FORMA_NOTIFY(name, callback)(key);            \
+  }                                                                                       \
+  FORMA_COLLECTION(KeyType, ValueType, name, callback)
+
 #define FORMA_VALUES_IN(Map, KeyType, ValueType, name, newName, callback)                    \
  private:                                                                                    \
   ::Forma::Values<KeyType, ValueType, ::Forma::Map> name##_;                                 \
                                                                                              \
  public:                                                                                     \
-  /** The value at `key`; a default value when there is none. */                             \
-  ValueType name(const KeyType& key) const { return name##_.get(key); }                      \
-  /** The value at `key`, valid until the next change; null when there is none. */           \
-  const ValueType* name##Find(const KeyType& key) const { return name##_.map.find(key); }    \
-  void name##Is(KeyType key, ValueType value) {                                              \
-    formaMayChange();                                                                        \
-    if (name##_.put(key, std::move(value))) FORMA_NOTIFY(name, callback)(key);               \
-  }                                                                                          \
   void newName(KeyType key, ValueType value) { name##Is(std::move(key), std::move(value)); } \
-  FORMA_COLLECTION(KeyType, ValueType, name, callback)
+  FORMA_VALUE_COLLECTION(KeyType, ValueType, name, callback)
 
 /// Values by key: name(key), nameFind, nameIs(key, value), newName(key, value), nameDel,
 /// nameDelAll, names(), nameIteratorConst(), nameNotify(key).
@@ -172,6 +177,22 @@
 /// The same; walks go in key order.
 #define FORMA_ORDERED_VALUES(Key, Value, name, newName, callback) \
   FORMA_VALUES_IN(OrderedMap, Key, Value, name, newName, callback)
+
+/// Values that know their key, each filed under it: as FORMA_VALUES, but written by nameIs(value)
+/// and newName(value). `keyField` is the field of the value that is its key. (nameIs(key, value),
+/// which generic access uses, files the value as the one of that key.)
+#define FORMA_KEYED_VALUES(KeyType, ValueType, keyField, name, newName, callback)          \
+ private:                                                                                  \
+  ::Forma::KeyedValues<KeyType, ValueType, &ValueType::keyField, &ValueType::keyField##Is> \
+      name##_;                                                                             \
+                                                                                           \
+ public:                                                                                   \
+  void name##Is(ValueType value) {                                                         \
+    KeyType key = value.keyField();                                                        \
+    name##Is(std::move(key), std::move(value));                                            \
+  }                                                                                        \
+  void newName(ValueType value) { name##Is(std::move(value)); }                            \
+  FORMA_VALUE_COLLECTION(KeyType, ValueType, name, callback)
 
 /// Entities owned elsewhere, each under its own key (`Element::formaKey()`) or under one that the
 /// caller gives. Storing one, by nameIs or newName, always notifies, even the same again. Null is
@@ -203,6 +224,24 @@
   requires ::Forma::KeyedBy<FormaElement, Key>                                                    \
   void newName(::Forma::Ptr<ElementType> element) { name##Is<FormaElement>(std::move(element)); } \
   FORMA_COLLECTION(Key, ::Forma::Ptr<ElementType>, name, callback)
+
+/// One entity owned elsewhere, or none: name() is null. Storing one always notifies, even the same
+/// again.
+#define FORMA_REFERENCE(ElementType, name, callback)                        \
+ public:                                                                    \
+  const ::Forma::Ptr<ElementType>& name() const { return name##_.element; } \
+  void name##Is(::Forma::Ptr<ElementType> element) {                        \
+    FORMA_LISTED(name);                                                     \
+    formaMayChange();                                                       \
+    if (!element && !name##_.element) return;                               \
+    std::swap(name##_.element, element);                                    \
+    name##Notify();                                                         \
+  }                                                                         \
+  void name##Del() { name##Is(nullptr); }                                   \
+  void name##Notify() const { FORMA_NOTIFY(name, callback)(); }             \
+                                                                            \
+ private:                                                                   \
+  ::Forma::Reference<ElementType> name##_;
 
 #define FORMA_CHILDREN_THAT(surfaces, Key, ElementType, name, newName, callback)               \
  private:                                                                                      \

@@ -84,7 +84,7 @@ void Entity::formaReplicaIs(Replica replica) {
         isContent(member.kind))
       member.each(*this, [&](const void*, const void* held) {
         auto& element = *const_cast<Entity*>(static_cast<const Entity*>(held));
-        if (member.kind != MemberKind::references) element.formaReplicaIs(replica);
+        if (!isReference(member.kind)) element.formaReplicaIs(replica);
         else if (!element.parent_)
           element.formaReplicaIs(replica == Replica::copy ? replica : Replica::none);
       });

@@ -28,11 +28,11 @@ struct MemberType {
   std::string_view name;
   MemberKind kind;
   std::uint8_t index = 0;      ///< among all members of the type, those of its bases first
-  std::string_view keyType;    ///< empty for attributes and single children
+  std::string_view keyType;    ///< empty for members without keys
   std::string_view valueType;  ///< a value type, or the entity type of the elements
   bool surfaces = false;       ///< a change of a child's content is a change of its key
 
-  /// Elements; 1 for an attribute, 0 or 1 for a single child.
+  /// Elements; 1 for an attribute, 0 or 1 for a single child or reference.
   std::function<std::size_t(const Entity& self)> size;
   /// Calls `visit(key, value)` for each; the value is an `Entity const` where elements are
   /// entities.
@@ -165,11 +165,36 @@ struct MemberAccess {
     entities(type, member);
     type.valueType = E::formaTypeName;
     type.put = [](Entity& e, const void* key, const void* value) {
-      const auto& pointer = at<Ptr<Entity const>>(value);
-      const auto* element = dynamic_cast<const E*>(pointer.get());
-      if (pointer && !element) throwNotA(*pointer, E::formaTypeName);
-      Is{}(as(e), K(at<K>(key)), Ptr<E>(const_cast<E*>(element)));
+      Is{}(as(e), K(at<K>(key)), elementAt<E>(value));
     };
+  }
+
+  static void reference(MemberType& type, M T::*member) {
+    using E = typename M::Element;
+    type.valueType = E::formaTypeName;
+    atMostOne(type,
+              [member](const Entity& e) -> const Entity* { return (as(e).*member).element.get(); });
+    type.put = [](Entity& e, const void*, const void* value) { Is{}(as(e), elementAt<E>(value)); };
+  }
+
+  /// The element that a `Ptr<Entity const>` names.
+  template <class E>
+  static Ptr<E> elementAt(const void* value) {
+    const auto& pointer = at<Ptr<Entity const>>(value);
+    const auto* element = dynamic_cast<const E*>(pointer.get());
+    if (pointer && !element) throwNotA(*pointer, E::formaTypeName);
+    return Ptr<E>(const_cast<E*>(element));
+  }
+
+  /// Members that hold one entity or none; `get` gives it, or null.
+  template <class Get>
+  static void atMostOne(MemberType& type, Get get) {
+    type.size = [get](const Entity& e) -> std::size_t { return get(e) ? 1 : 0; };
+    type.each = [get](const Entity& e, const MemberType::Visit& visit) {
+      if (const Entity* one = get(e)) visit(nullptr, one);
+    };
+    type.find = [get](const Entity& e, const void*) -> const void* { return get(e); };
+    type.erase = [](Entity& e, const void*) { Del{}(as(e)); };
   }
 
   static void children(MemberType& type, M T::*member) {
@@ -197,15 +222,8 @@ struct MemberAccess {
   static void child(MemberType& type, M T::*member) {
     using E = typename M::Element;
     type.valueType = E::formaTypeName;
-    type.size = [member](const Entity& e) -> std::size_t { return (as(e).*member).child ? 1 : 0; };
-    type.each = [member](const Entity& e, const MemberType::Visit& visit) {
-      if (const auto& one = (as(e).*member).child)
-        visit(nullptr, static_cast<const Entity*>(one.get()));
-    };
-    type.find = [member](const Entity& e, const void*) -> const void* {
-      return static_cast<const Entity*>((as(e).*member).child.get());
-    };
-    type.erase = [](Entity& e, const void*) { Del{}(as(e)); };
+    atMostOne(type,
+              [member](const Entity& e) -> const Entity* { return (as(e).*member).child.get(); });
     type.eraseChild = [](Entity& e, const Entity&) { Del{}(as(e)); };
     type.notifyChild = [](Entity& e, const Entity&) { Notify{}(as(e)); };
     withArguments<E, void>(type);
@@ -248,6 +266,9 @@ MemberType memberTypeOf(std::string_view name, std::size_t index, M T::*member, 
   } else if constexpr (M::kind == MemberKind::references) {
     Access::references(type, member);
     Replicated::references(type.replica, member);
+  } else if constexpr (M::kind == MemberKind::reference) {
+    Access::reference(type, member);
+    Replicated::reference(type.replica, member);
   } else if constexpr (M::kind == MemberKind::children) {
     type.surfaces = M::surfaces;
     Access::children(type, member);

@@ -133,11 +133,19 @@ struct ReplicaAccess {
     type.file = [member](Entity& e, const void* key, Entity& element) {
       (as(e).*member).map.put(K(at<K>(key)), Ptr<E>(static_cast<E*>(&element)));
     };
-    type.makeElement = [](BytesIn& in) -> Ptr<Entity> {
-      using Made = std::remove_const_t<E>;
-      return makeFrom<Made>(decodeArguments<Made>(in));
+    makesElements<E>(type);
+  }
+
+  static void reference(MemberReplica& type, M T::*member) {
+    using E = typename M::Element;
+    type.tell = [](const Entity& e, const void*) { Notify{}(as(e)); };
+    type.drop = [member](Entity& e, const void*) {
+      return static_cast<bool>(std::exchange((as(e).*member).element, nullptr));
     };
-    encodesArguments<E>(type);
+    type.file = [member](Entity& e, const void*, Entity& element) {
+      (as(e).*member).element = Ptr<E>(static_cast<E*>(&element));
+    };
+    makesElements<E>(type);
   }
 
   static void children(MemberReplica& type, M T::*member, std::uint8_t index) {
@@ -210,6 +218,15 @@ struct ReplicaAccess {
   template <class E, class Arguments>
   static Ptr<Entity> makeFrom(const Arguments& arguments) {
     return std::apply([](const auto&... each) { return Ptr<Entity>(new E(each...)); }, arguments);
+  }
+  /// References: elements are made where their owner is not.
+  template <class E>
+  static void makesElements(MemberReplica& type) {
+    type.makeElement = [](BytesIn& in) -> Ptr<Entity> {
+      using Made = std::remove_const_t<E>;
+      return makeFrom<Made>(decodeArguments<Made>(in));
+    };
+    encodesArguments<E>(type);
   }
   template <class E>
   static void encodesArguments(MemberReplica& type) {

@@ -24,6 +24,7 @@ enum class MemberKind : std::uint8_t {
   attribute,   ///< one value
   values,      ///< values by key
   references,  ///< entities owned elsewhere, by key
+  reference,   ///< one entity owned elsewhere, or none
   children,    ///< entities that the collection makes and owns, by key
   child,       ///< one entity that the member makes and owns
   entries,     ///< a directory's children, of any type, by name
@@ -33,6 +34,11 @@ enum class MemberKind : std::uint8_t {
 /// Whether members of that kind belong to what replication carries with their entity.
 constexpr bool isContent(MemberKind kind) {
   return kind != MemberKind::entries && kind != MemberKind::table;
+}
+
+/// Whether members of that kind hold entities owned elsewhere, which travel as values.
+constexpr bool isReference(MemberKind kind) {
+  return kind == MemberKind::references || kind == MemberKind::reference;
 }
 
 /// Base of the members of kind table, which layers above define.
@@ -73,6 +79,16 @@ struct Values {
   void removed(const V&) {}
 };
 
+/// Values that know their key: each is filed under it. One that comes with another key, from the
+/// wire or by generic access, takes that key on.
+template <class K, class V, const K& (V::*keyOf)() const, void (V::*keyIs)(K)>
+struct KeyedValues : Values<K, V, HashMap> {
+  bool put(K key, V value) {
+    if (!((value.*keyOf)() == key)) (value.*keyIs)(key);
+    return Values<K, V, HashMap>::put(std::move(key), std::move(value));
+  }
+};
+
 /// Entities owned elsewhere, by key.
 template <class K, class E>
 struct References {
@@ -87,6 +103,14 @@ struct References {
     return found ? found->get() : nullptr;
   }
   void removed(const Ptr<E>&) {}
+};
+
+/// One entity owned elsewhere, or none.
+template <class E>
+struct Reference {
+  static constexpr MemberKind kind = MemberKind::reference;
+  using Element = E;
+  Ptr<E> element;
 };
 
 /// Entities that the member owns, by key. Held as Ptr<Entity>, so that all collections of one key

@@ -18,6 +18,8 @@ std::string_view kindName(MemberKind kind) {
       return "values";
     case MemberKind::references:
       return "references";
+    case MemberKind::reference:
+      return "reference";
     case MemberKind::children:
       return "children";
     case MemberKind::child:

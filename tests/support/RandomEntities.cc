@@ -53,7 +53,8 @@ void RandomEntities::change(Entity& entity, const MemberType& member) {
     }
   }
   if (ownsEntities(member)) return makeChild(entity, member);
-  if (member.kind == MemberKind::references && what < 5) return changeReference(entity, member);
+  if (Forma::isReference(member.kind) && what < 5) return changeReference(entity, member);
+  if (member.kind == MemberKind::reference) return put(entity, member, nullptr);
   const AnyValue at = key(entity, member);
   if (what < 3) return member.erase(entity, at.data());
   put(entity, member, at.data());
@@ -61,9 +62,14 @@ void RandomEntities::change(Entity& entity, const MemberType& member) {
 
 void RandomEntities::put(Entity& entity, const MemberType& member, const void* key) {
   if (member.replica.value) return member.put(entity, key, value(member.valueType).data());
-  AnyValue at = registry_.newValue(member.keyType);
-  at.wireIs(wireKey(member, key));
-  const std::string from = arguments(member, &at);
+  std::string from;
+  if (key) {
+    AnyValue at = registry_.newValue(member.keyType);
+    at.wireIs(wireKey(member, key));
+    from = arguments(member, &at);
+  } else {
+    from = arguments(member, nullptr);
+  }
   Forma::BytesIn in(from);
   const Ptr<Entity const> made = member.replica.makeElement(in);
   for (std::uint32_t i = below(6); i > 0; --i) step(mutableAt(made.get()));
@@ -163,6 +169,10 @@ bool RandomEntities::scalar(AnyValue& v) {
   if (v.type().name == "Mpls::ViaSet") {
     Forma::encode(from, below(3));
     for (int i = 0; i < 3; ++i) from += value("Mpls::Via").wire() + value("S32").wire();
+  } else if (v.type().name == "Mpls::Hardware::L2ViaSet") {
+    Forma::encode(from, below(3));
+    for (int i = 0; i < 3; ++i)
+      from += value("Mpls::Hardware::L2Via").wire() + value("bool").wire();
   } else {
     if (below(2)) from.assign({static_cast<char>(below(15)), 0, 0, 0});  // the size of a string
     from += bytes();

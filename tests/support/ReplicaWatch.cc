@@ -50,7 +50,7 @@ class ReplicaWatch::Node final : public Forma::AnyNotifiee {
   using Place = std::pair<std::uint8_t, std::string>;  // member, key in wire form
 
   static bool owns(const MemberType& member) {
-    return !member.replica.value && member.kind != MemberKind::references;
+    return !member.replica.value && !Forma::isReference(member.kind);
   }
   static Place placeOf(const MemberType& member, const void* key) {
     return {member.index, wireKey(member, key)};
@@ -58,7 +58,7 @@ class ReplicaWatch::Node final : public Forma::AnyNotifiee {
   /// Never empty. A child that was made again is another one, be it as the old one was.
   static std::string textOf(const MemberType& member, const void* element) {
     std::string text = "=" + elementText(member, element);
-    if (member.surfaces || member.kind == MemberKind::references)
+    if (member.surfaces || Forma::isReference(member.kind))
       for (const std::string& line : contentLines(*static_cast<const Entity*>(element)))
         text += "\n" + line;
     return owns(member) ? std::to_string(reinterpret_cast<std::uintptr_t>(element)) + text : text;

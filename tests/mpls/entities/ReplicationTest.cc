@@ -7,6 +7,7 @@
 
 #include "ldp/Registration.h"
 #include "mpls/entities/Registration.h"
+#include "mpls/lfib/Registration.h"
 #include "platform/centrum/ConnectedEntityManager.h"
 #include "platform/centrum/Registration.h"
 #include "platform/centrum/Server.h"
@@ -34,6 +35,7 @@ class ReplicationTest : public ::testing::Test {
  protected:
   ReplicationTest() {
     registerEntityTypes(registry);
+    registerLfibTypes(registry);
     Ldp::registerEntityTypes(registry);
     Centrum::registerTypes(registry);
     network.capacity(5000);  // less than some messages
@@ -71,7 +73,7 @@ class ReplicationTest : public ::testing::Test {
   void noteTypes(const Entity& entity) {
     seen.insert(entity.formaType().name);
     for (const Forma::MemberType& member : entity.formaType().members)
-      if (!member.replica.value)
+      if (member.kind != Forma::MemberKind::table && !member.replica.value)
         member.each(entity, [&](const void*, const void* element) {
           noteTypes(*static_cast<const Entity*>(element));
         });
@@ -81,7 +83,7 @@ class ReplicationTest : public ::testing::Test {
     for (const auto& [name, type] : registry.entities()) {
       EXPECT_TRUE(!type->make || seen.contains(name)) << name;
       for (const Forma::MemberType& member : type->members) {
-        const bool any = member.replica.value || member.kind == Forma::MemberKind::entries;
+        const bool any = member.replica.value || !Forma::isContent(member.kind);
         EXPECT_TRUE(any || seen.contains(member.valueType)) << member.valueType;
       }
     }
@@ -102,13 +104,13 @@ TEST_F(ReplicationTest, EveryTypeFollowsEveryChange) {
   mountAll(writer, "w");
   mountAll(reader, "r");
   ReplicaWatch watch(*reader->root());
-  while (steps < 10000) {
+  while (steps < 12000) {
     change();
     if (random.below(4) == 0) continue;  // several turns may arrive as one
     run(1);
     watch.check();
     ASSERT_EQ(watch.problem() + difference(*reader->root(), *writer->root()), "") << steps;
-    if (steps % 10 == 0) noteTypes(*reader->root());
+    noteTypes(*reader->root());
   }
   EXPECT_GT(watch.told(), 4000U);
   expectAllTypesSeen();

@@ -5,6 +5,7 @@
 #include <map>
 #include <vector>
 
+#include "mpls/entities/Registration.h"
 #include "mpls/lfib/Registration.h"
 
 namespace {
@@ -23,6 +24,15 @@ constexpr std::string_view manyVias =
     "16, 'intf': '', 'payloadType': ipv6, 'skipEgressAcl': false, 'ttlMode': uniform, 'weight': 0})"
     ": 2147483647}})";
 
+constexpr std::string_view twoL2Vias =
+    "Value('Mpls::Hardware::L2ViaSet', ** {'l2Via': {"
+    "Value('Mpls::Hardware::L2Via', ** {'labelAction': pop, 'outLabel': 3, 'payloadType': mpls, "
+    "'ttlMode': pipe, 'vlanId': 7, 'l2Intf': 'e1', 'macAddr': 00:1b:21:aa:bb:cc, 'skipEgressAcl': "
+    "true}): false, "
+    "Value('Mpls::Hardware::L2Via', ** {'labelAction': swap, 'outLabel': 3, 'payloadType': mpls, "
+    "'ttlMode': pipe, 'vlanId': 7, 'l2Intf': '', 'macAddr': 00:00:00:00:00:00, 'skipEgressAcl': "
+    "false}): true}})";
+
 constexpr std::string_view twoViaKeys =
     "[Value('Mpls::LfibViaKey', ** {'source': lfibSourceLdp, 'viaType': viaTypeVlan, 'index': 0}), "
     "Value('Mpls::LfibViaKey', ** {'source': lfibSourceMax, 'viaType': viaTypeMax, 'index': 7})]";
@@ -35,6 +45,7 @@ const std::map<std::string_view, std::vector<std::string_view>> samples = {
     {"U32", {"1", "4294967295"}},
     {"U64", {"1", "18446744073709551615"}},
     {"Forma::String8", {"'it\\'s \\\\, })\\x00\\x7f'"}},
+    {"Mpls::Hardware::L2ViaSet", {twoL2Vias}},
     {"Mpls::LabelStack", {"[0]", "[16, 1048575]"}},
     {"Mpls::LfibViaKey[LfibViaIndexRange]", {twoViaKeys}},
     {"Mpls::ViaSet", {manyVias}},
@@ -71,6 +82,7 @@ bool decodes(AnyValue& v, std::string_view bytes) {
 class RegistryRoundTripTest : public ::testing::Test {
  protected:
   RegistryRoundTripTest() {
+    Mpls::registerEntityTypes(registry);
     Mpls::registerLfibTypes(registry);
     Mpls::registerLfibTypes(registry);  // a second time changes nothing
   }

@@ -72,7 +72,7 @@ class Pair {
   Forma::TypeRegistry registry;
   RandomEntities random;
   const Ptr<Recorder> root = new Recorder;
-  const Ptr<Sub> original = subFactory("sub"), replica = subFactory("sub");
+  const Ptr<Rack> original = rackFactory("rack"), replica = rackFactory("rack");
   ReplicaWatch watch{*replica};
   Forma::ContentApplier applier;
 };

@@ -44,6 +44,25 @@ TEST_F(EntityTest, ValuesTellOnChangeOnlyAndReferencesAlways) {
   EXPECT_EQ(listener.heard(), (Log{"count5", "rank7", "link3", "extra", "link3", "count5"}));
 }
 
+TEST_F(EntityTest, ValuesAreFiledUnderTheirOwnKeyAndReferencesMayBeNone) {
+  struct Hears : Rack::NotifieeConst {
+    void onRow(const Forma::String8& key) override { log.emplace_back(key); }
+    void onBest() override { log.push_back(notifier()->best() ? "best" : "none"); }
+    Log log;
+  } hears;
+  const auto rack = rackFactory("rack");
+  hears.notifierIs(rack);
+  for (const Key& one : {Key(1, "a"), Key(1, "a"), Key(2, "a")}) rack->newRow(one), rack->bestDel();
+  const Forma::String8 other = "b";
+  const Key row(3, "a");
+  Rack::formaEntityType().findMember("row")->put(*rack, &other, &row);
+  EXPECT_TRUE(rack->row("a") == Key(2, "a") && rack->row("b") == Key(3, "b") && rack->rows() == 2);
+  const auto item = itemFactory("i", 1);
+  rack->bestIs(item), rack->bestIs(item), rack->bestDel();
+  EXPECT_EQ(hears.log, (Log{"a", "a", "b", "best", "best", "none"}));
+  EXPECT_EQ(item->references(), 1U);
+}
+
 TEST_F(EntityTest, MutatorsRefuseOtherConstructorArgumentsAndNull) {
   const auto range = [](auto f) { return errorOf<Forma::RangeException>(f); };
   const auto null = [](auto f) { return errorOf<Forma::NullException>(f); };

@@ -9,11 +9,12 @@ FORMA_DEFINE_ENTITY(Box)
 FORMA_DEFINE_ENTITY(Node)
 FORMA_DEFINE_ENTITY(Port)
 FORMA_DEFINE_ENTITY(Sub)
+FORMA_DEFINE_ENTITY(Rack)
 FORMA_DEFINE_ENTITY(Folder)
 
 void registerTypes(Forma::TypeRegistry& registry) {
   registry.add<Mode, Key, Sample>();
-  registry.addEntity<Forma::Dir, Item, Box, Node, Port, Sub, Folder>();
+  registry.addEntity<Forma::Dir, Item, Box, Node, Port, Sub, Rack, Folder>();
 }
 
 }  // namespace FormaTest

@@ -143,6 +143,21 @@ class Sub : public Node {
   using Node::Node;
 };
 
+/// A Sub with members of the kinds that are left.
+class Rack : public Sub {
+  FORMA_ENTITY(FormaTest::Rack, Sub, row, best)
+  FORMA_KEYED_VALUES(Forma::String8, Key, tag, row, newRow, onRow)
+  FORMA_REFERENCE(Item const, best, onBest)
+ public:
+  class NotifieeConst : public Forma::NotifieeOf<Rack, Sub::NotifieeConst> {
+   public:
+    virtual void onRow(const Forma::String8&) {}
+    virtual void onBest() {}
+  };
+  using Notifiee = Forma::NotifieeMutable<Rack, NotifieeConst>;
+  using Sub::Sub;
+};
+
 /// A directory.
 class Folder : public Watched<Forma::Dir> {
   FORMA_ENTITY(FormaTest::Folder, Watched<Forma::Dir>)
@@ -152,6 +167,7 @@ class Folder : public Watched<Forma::Dir> {
 
 FORMA_FACTORY(nodeFactory, Node, Forma::Name)
 FORMA_FACTORY(subFactory, Sub, Forma::Name)
+FORMA_FACTORY(rackFactory, Rack, Forma::Name)
 FORMA_FACTORY(itemFactory, Item, Forma::Name, std::uint8_t)
 
 void registerTypes(Forma::TypeRegistry& registry);

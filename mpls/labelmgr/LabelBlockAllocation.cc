@@ -1,0 +1,9 @@
+#include "mpls/labelmgr/LabelBlockAllocation.h"
+
+namespace Mpls {
+
+FORMA_DEFINE_ENTITY(LabelBlockAllocation)
+
+LabelBlockAllocation::~LabelBlockAllocation() = default;
+
+}  // namespace Mpls
