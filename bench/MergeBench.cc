@@ -6,21 +6,17 @@
 /// it could follow a change, which the machine does.
 #include <absl/container/flat_hash_map.h>
 #include <benchmark/benchmark.h>
-#include <malloc.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <memory>
-#include <random>
 #include <string>
 #include <typeindex>
 #include <utility>
 #include <vector>
 
+#include "bench/Passes.h"
 #include "mpls/entities/Registration.h"
 #include "mpls/routeconfig/RouteConfigMergeSm.h"
 #include "mpls/routeconfig/RouteConfigMounter.h"
@@ -36,6 +32,10 @@ H AbslHashValue(H h, const RouteKey& key) {
 
 namespace {
 
+using Bench::measurePasses;
+using Bench::memoryInUse;
+using Bench::shuffled;
+
 constexpr std::uint32_t inputCount = 4;
 
 Via via(std::uint32_t outLabel) {
@@ -43,14 +43,6 @@ Via via(std::uint32_t outLabel) {
 }
 
 RouteKey key(std::uint32_t i, std::uint8_t metric = 0) { return {16 + i, metric}; }
-
-/// The numbers below n in a random order.
-std::vector<std::uint32_t> shuffled(std::uint32_t n, unsigned seed) {
-  std::vector<std::uint32_t> numbers(n);
-  for (std::uint32_t i = 0; i < n; ++i) numbers[i] = i;
-  std::shuffle(numbers.begin(), numbers.end(), std::mt19937(seed));
-  return numbers;
-}
 
 /// A database with a static and three dynamic inputs, which hold `n` routes together. One route in
 /// a hundred has a key that the next input has, too.
@@ -97,17 +89,6 @@ Inputs& inputsOf(std::uint32_t n) {
   auto& inputs = (*made)[n];
   if (!inputs) inputs = std::make_unique<Inputs>(n);
   return *inputs;
-}
-
-/// Brings forth `result()` again and again; the time to destroy it is left out.
-template <class Result>
-void measurePasses(benchmark::State& state, std::uint32_t n, Result result) {
-  while (state.KeepRunningBatch(n)) {
-    auto merged = result();
-    state.PauseTiming();
-    merged = {};
-    state.ResumeTiming();
-  }
 }
 
 void pass(benchmark::State& state, std::uint32_t n) {
@@ -189,13 +170,6 @@ void changeVias(benchmark::State& state, std::uint32_t n, std::uint32_t spread) 
 }
 void viaChange(benchmark::State& state, std::uint32_t n) { changeVias(state, n, fewRoutes); }
 void viaChangeAll(benchmark::State& state, std::uint32_t n) { changeVias(state, n, n); }
-
-/// Bytes in use: what the process has mapped, less what malloc holds free.
-std::size_t memoryInUse() {
-  std::size_t pages = 0;
-  std::ifstream("/proc/self/statm") >> pages;
-  return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) - mallinfo2().fordblks;
-}
 
 /// Of a route with one via in an input, all told.
 void memory(benchmark::State& state, std::uint32_t n) {

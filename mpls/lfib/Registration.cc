@@ -1,7 +1,12 @@
 #include "mpls/lfib/Registration.h"
 
+#include "mpls/lfib/LfibCentrumStatus.h"
+#include "mpls/lfib/LfibHwReasonStatus.h"
 #include "mpls/lfib/LfibHwStatus.h"
+#include "mpls/lfib/LfibIpLookupStatus.h"
 #include "mpls/lfib/LfibStatus.h"
+#include "mpls/lfib/LfibTrackingSets.h"
+#include "mpls/lfib/LfibTrackingStatus.h"
 #include "mpls/types/Registration.h"
 
 namespace Mpls {
@@ -14,8 +19,17 @@ void registerLfibTypes(Forma::TypeRegistry& registry) {
                Forma::BoundedArray<std::uint8_t, LfibVrfNameIndexRange>>();
   registry.add<LfibRoute, LfibViaSet, LfibMplsVia, LfibPwVia, LfibIpLookupVia, LfibVlanVia,
                LfibEvpnVlanAwareVia, LfibEvpnEthernetSegmentFilterVia, LfibEvpnVlanFloodVia,
-               LfibEvpnVlanAwareFloodVia, LfibDot1qTagToVlanComposite, RouteInfo>();
-  registry.addEntity<LfibStatus, LfibHwStatus, LfibDot1qTagToVlan>();
+               LfibEvpnVlanAwareFloodVia, LfibDot1qTagToVlanComposite, RouteInfo,
+               LfibIpLookupStatusLabelVrfAf>();
+  registry.add<LfibHwReason, UnprogrammedReasonKey, UnprogrammedReason>();
+  registry.addEntity<LfibHwReasonStatus>();
+  registry.addEntity<LfibStatus, LfibHwStatus, LfibDot1qTagToVlan, LfibTrackingStatus,
+                     LfibIpLookupStatus>();
+  registry.addEntity<LfibViaSetKeyToRouteKeySet, LfibViaSetKeyToLfibViaKeySet,
+                     LfibViaKeyToLfibViaSetKeySet>();
+  registry.add<LfibCentrumIpLookupVia, LfibCentrumVlanVia, LfibCentrumVlanFloodVia,
+               LfibCentrumEthernetSegmentFilterVia>();
+  registry.addEntity<LfibCentrumStatus>();
 }
 
 }  // namespace Mpls

@@ -83,8 +83,9 @@ void SlotHead::pin() {
 
 std::uint32_t SlotHead::nextCapacity(std::uint32_t capacity) {
   if (capacity == noSlot) throw std::length_error("Forma: a map has at most 4294967040 slots");
-  return static_cast<std::uint32_t>(
-      std::clamp<std::uint64_t>(std::uint64_t{capacity} * 2, 1, noSlot));
+  // Of maps of some ten elements there may be many: twice as large they were half empty.
+  const std::uint64_t more = capacity >= 8 && capacity < SlotIndex::scanned ? 4 : capacity;
+  return static_cast<std::uint32_t>(std::clamp<std::uint64_t>(capacity + more, 1, noSlot));
 }
 
 std::size_t SlotHead::bytes(std::size_t slotSize) const {
