@@ -1,9 +1,6 @@
 #include "bench/TarnChain.h"
 
 #include <signal.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +11,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "bench/AllHeard.h"
 #include "bench/LoopChanges.h"
 #include "bench/TarnTables.h"
 #include "platform/tarn/ReaderDirectory.h"
@@ -29,30 +27,6 @@ const Tarn::TableShape& shape() {
   static const Tarn::TableShape made = tarnShape(rowBytes);
   return made;
 }
-
-/// By which the reader says that it has all of a task: until then the writer's loop must run, as
-/// that of an agent always does, and ring again.
-class AllHeard {
- public:
-  AllHeard() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) { require(fd_ >= 0, "eventfd"); }
-  ~AllHeard() { close(fd_); }
-  AllHeard(const AllHeard&) = delete;
-  AllHeard& operator=(const AllHeard&) = delete;
-
-  void say() const { require(eventfd_write(fd_, 1) == 0, "eventfd_write"); }
-  void await(Kiln::EventLoop& loop) const {
-    bool heard = false;
-    loop.fdIs(fd_, EPOLLIN, [&](std::uint32_t /*events*/) {
-      eventfd_t ignored;
-      heard = eventfd_read(fd_, &ignored) == 0;
-    });
-    loop.runUntil([&] { return heard; }, patience);
-    loop.fdDel(fd_);
-  }
-
- private:
-  int fd_;
-};
 
 class Writer {
  public:

@@ -79,6 +79,14 @@ void describeMode(CLI::App& app, mode_t& mode, const std::string& text) {
       ->default_str(octal(mode));
 }
 
+void describe(CLI::App& app, TableOptions& options) {
+  describeMode(app, options.mode, "Permissions of the directory; files get those to read");
+  app.add_option("--owner", options.owner, "User that owns the tables [who runs this]")
+      ->type_name("USER");
+  app.add_option("--group", options.group, "Group of the tables [of who runs this]")
+      ->type_name("GROUP");
+}
+
 void startTraces(const CommonOptions& options) {
   RingTrace::printOnFatalSignalIs(true);
   if (!options.trace.empty()) Forma::traceLevelsIs(options.trace);

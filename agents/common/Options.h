@@ -32,6 +32,15 @@ void describeRun(CLI::App& app, std::string& run);
 /// Adds --mode, for permissions in octal, to a command line; `mode` holds the default.
 void describeMode(CLI::App& app, mode_t& mode, const std::string& text);
 
+/// Who may do what with a directory of tables that an agent writes.
+struct TableOptions {
+  mode_t mode = 0755;  ///< of the directory
+  std::string owner;   ///< of the tables; empty: that of the process
+  std::string group;   ///< the same
+};
+/// Adds --mode, --owner and --group to a command line.
+void describe(CLI::App& app, TableOptions& options);
+
 /// Starts the traces that the options ask for. Raises what the traces raise.
 void startTraces(const CommonOptions& options);
 

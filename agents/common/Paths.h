@@ -13,11 +13,20 @@ inline const std::string dynamicInputDir = "routing/mpls/route/input/dynamic";
 /// Of type Mpls::RouteConfig; owned by the agent that merges the inputs.
 inline const std::string mergedPath = "routing/mpls/route/config";
 
+/// A directory of Mpls::LfibIpLookupStatus: for each LFIB, by its name, the labels whose packets
+/// are looked up in a VRF.
+inline const std::string ipLookupDir = "routing/mpls/lfib/ipLookup";
+inline std::string ipLookupPath(const std::string& lfib) { return ipLookupDir + "/" + lfib; }
+/// Of type Mpls::LfibCentrumStatus: what stands in the forwarding map for one label each.
+inline const std::string labelViasPath = "routing/mpls/lfib/labelVias";
+
 /// Holds what agents share beside the database, unless --run says otherwise.
 inline constexpr const char* defaultRun = "/run/mpls";
 /// Holds a directory of LFIB tables for each agent that writes such.
 inline std::string lfibParent(const std::string& run) { return run + "/lfib"; }
 /// That of the static routes.
 inline std::string staticLfib(const std::string& run) { return lfibParent(run) + "/static"; }
+/// Holds the tables of the forwarding agent.
+inline std::string forwardingTables(const std::string& run) { return run + "/forwarding"; }
 
 }  // namespace Agents

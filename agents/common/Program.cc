@@ -9,6 +9,7 @@
 
 #include "agents/common/ExitCode.h"
 #include "mpls/entities/Registration.h"
+#include "mpls/lfib/Registration.h"
 #include "platform/centrum/Registration.h"
 #include "platform/centrum/UnixStream.h"
 
@@ -22,6 +23,7 @@ constexpr double flushSeconds = 2.0;
 Forma::TypeRegistry entityTypes() {
   Forma::TypeRegistry registry;
   Mpls::registerEntityTypes(registry);
+  Mpls::registerLfibTypes(registry);
   Centrum::registerTypes(registry);
   return registry;
 }

@@ -1,8 +1,6 @@
 /// The command line.
 #pragma once
 
-#include <sys/types.h>
-
 #include <optional>
 #include <string>
 
@@ -11,10 +9,9 @@
 namespace LfibWriterAgent {
 
 struct Options : Agents::CommonOptions {
-  std::string lfib;    ///< directory of the tables
-  mode_t mode = 0755;  ///< of that directory
-  std::string owner;   ///< of the tables; empty: that of the process
-  std::string group;   ///< the same
+  std::string lfib;  ///< directory of the tables
+  std::string vias;  ///< file of labels that do not lead to next hops; empty: none
+  Agents::TableOptions tables;
 };
 
 /// Reads the command line. When there is nothing to run, after --help or an error, prints what is

@@ -7,7 +7,8 @@
 
 namespace Mpls {
 
-LfibRouteWriter::LfibRouteWriter(Forma::Ptr<LfibStatus> status, LFib::Source source)
+template <class ViaRow>
+LfibRouteWriterOf<ViaRow>::LfibRouteWriterOf(Forma::Ptr<LfibStatus> status, LFib::Source source)
     : status_(Forma::validPtr(std::move(status))), source_(source) {
   adoptVias();
   adoptViaSets();
@@ -16,30 +17,34 @@ LfibRouteWriter::LfibRouteWriter(Forma::Ptr<LfibStatus> status, LFib::Source sou
 
 // ---- What is there -----------------------------------------------------------------------------
 
-void LfibRouteWriter::adoptVias() {
-  vias_.reserve(status_->mplsVias());
-  for (const auto& [key, row] : status_->mplsViaIteratorConst()) {
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::adoptVias() {
+  vias_.reserve(Table::of(*status_).rows());
+  for (const auto& [key, row] : Table::of(*status_)) {
     if (key.source() != source_) continue;
-    if (key.viaType() != viaTypeMplsIp_) {
+    if (key.viaType() != viaType) {
       misfiled_.push_back(key);
       continue;
     }
-    LfibMplsVia content = row;
+    ViaRow content = row;
     content.keyIs(viaKey(0));
     vias_.add(key.index(), content);
   }
 }
 
-void LfibRouteWriter::adoptViaSets() {
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::adoptViaSets() {
   viaSets_.reserve(status_->viaSets());
   for (const auto& [key, row] : status_->viaSetIteratorConst()) {
-    if (key.source() != source_ || key.viaType() != viaTypeMplsIp_) continue;
+    if (key.source() != source_ || key.viaType() != viaType) continue;
     const ViaSet& viaSet = viaSets_.add(key.index(), indexesOf(row));
     for (const std::uint32_t via : viaSet.content.indexes) ++vias_.at(via)->users;
   }
 }
 
-LfibRouteWriter::ViaIndexes LfibRouteWriter::indexesOf(const LfibViaSet& row) const {
+template <class ViaRow>
+typename LfibRouteWriterOf<ViaRow>::ViaIndexes LfibRouteWriterOf<ViaRow>::indexesOf(
+    const LfibViaSet& row) const {
   ViaIndexes found;
   for (const LfibViaKey& key : row.viaKeyIteratorConst()) {
     if (key != viaKey(key.index()) || vias_.at(key.index()) == nullptr) return {};
@@ -49,7 +54,8 @@ LfibRouteWriter::ViaIndexes LfibRouteWriter::indexesOf(const LfibViaSet& row) co
   return found;
 }
 
-void LfibRouteWriter::adoptRoutes() {
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::adoptRoutes() {
   routes_.reserve(status_->lfibRoutes());
   for (const auto& [key, row] : status_->lfibRouteIteratorConst()) {
     if (row.source() != source_) continue;
@@ -62,10 +68,11 @@ void LfibRouteWriter::adoptRoutes() {
 
 // ---- Changes -----------------------------------------------------------------------------------
 
-void LfibRouteWriter::routeIs(const RouteKey& key, std::span<const LfibMplsVia> vias,
-                              const FwdEqvClass& fec) {
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::routeIs(const RouteKey& key, std::span<const ViaRow> vias,
+                                        const FwdEqvClass& fec) {
   FORMA_ASSERT_TEXT(!vias.empty() && vias.size() <= maxVias,
-                    "!vias.empty() && vias.size() <= maxVias", "a route has 1 to 128 vias");
+                    "!vias.empty() && vias.size() <= maxVias", "a route has 1 to maxVias vias");
   ViaSet& viaSet = viaSetOf(vias);
   const LfibRoute wanted(key, viaSetKey(viaSet.index), source_, fec);
   LfibRoute row;
@@ -80,7 +87,8 @@ void LfibRouteWriter::routeIs(const RouteKey& key, std::span<const LfibMplsVia> 
   if (before != nullptr) release(*before);
 }
 
-void LfibRouteWriter::routeDel(const RouteKey& key) {
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::routeDel(const RouteKey& key) {
   ViaSet* viaSet = nullptr;
   if (!routes_.take(key, &viaSet)) return;
   LfibRoute row;
@@ -91,10 +99,12 @@ void LfibRouteWriter::routeDel(const RouteKey& key) {
   if (viaSet != nullptr) release(*viaSet);
 }
 
-LfibRouteWriter::ViaSet& LfibRouteWriter::viaSetOf(std::span<const LfibMplsVia> vias) {
+template <class ViaRow>
+typename LfibRouteWriterOf<ViaRow>::ViaSet& LfibRouteWriterOf<ViaRow>::viaSetOf(
+    std::span<const ViaRow> vias) {
   ViaIndexes indexes;
   indexes.indexes.reserve(vias.size());
-  for (const LfibMplsVia& via : vias) indexes.indexes.push_back(viaOf(via).index);
+  for (const ViaRow& via : vias) indexes.indexes.push_back(viaOf(via).index);
   std::ranges::sort(indexes.indexes);
   indexes.indexes.erase(std::unique(indexes.indexes.begin(), indexes.indexes.end()),
                         indexes.indexes.end());
@@ -102,19 +112,22 @@ LfibRouteWriter::ViaSet& LfibRouteWriter::viaSetOf(std::span<const LfibMplsVia> 
   return there != nullptr ? *there : newViaSet(std::move(indexes));
 }
 
-LfibRouteWriter::Via& LfibRouteWriter::viaOf(const LfibMplsVia& via) {
-  LfibMplsVia content = via;
+template <class ViaRow>
+typename LfibRouteWriterOf<ViaRow>::Via& LfibRouteWriterOf<ViaRow>::viaOf(const ViaRow& via) {
+  ViaRow content = via;
   content.keyIs(viaKey(0));
   if (Via* const there = vias_.find(content)) return *there;
   const std::uint32_t index = vias_.freeIndex();
-  LfibMplsVia row = content;
+  ViaRow row = content;
   row.keyIs(viaKey(index));
-  status_->mplsViaCommit(row);
+  Table::commit(*status_, row);
   ++changes_;
   return vias_.add(index, content);
 }
 
-LfibRouteWriter::ViaSet& LfibRouteWriter::newViaSet(ViaIndexes indexes) {
+template <class ViaRow>
+typename LfibRouteWriterOf<ViaRow>::ViaSet& LfibRouteWriterOf<ViaRow>::newViaSet(
+    ViaIndexes indexes) {
   const std::uint32_t index = viaSets_.freeIndex();
   LfibViaSet row(viaSetKey(index));
   for (std::size_t i = 0; i < indexes.indexes.size(); ++i)
@@ -127,11 +140,13 @@ LfibRouteWriter::ViaSet& LfibRouteWriter::newViaSet(ViaIndexes indexes) {
 
 // ---- Removal -----------------------------------------------------------------------------------
 
-void LfibRouteWriter::release(ViaSet& viaSet) {
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::release(ViaSet& viaSet) {
   if (--viaSet.users == 0) remove(viaSet);
 }
 
-void LfibRouteWriter::remove(ViaSet& viaSet) {
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::remove(ViaSet& viaSet) {
   status_->viaSetDel(viaSetKey(viaSet.index));
   ++changes_;
   const std::vector<std::uint32_t> indexes = viaSet.content.indexes;
@@ -142,20 +157,26 @@ void LfibRouteWriter::remove(ViaSet& viaSet) {
   }
 }
 
-void LfibRouteWriter::remove(Via& via) {
-  status_->mplsViaDel(viaKey(via.index));
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::remove(Via& via) {
+  Table::del(*status_, viaKey(via.index));
   ++changes_;
   vias_.remove(via);
 }
 
-void LfibRouteWriter::removeUnused() {
+template <class ViaRow>
+void LfibRouteWriterOf<ViaRow>::removeUnused() {
   for (ViaSet* const viaSet : viaSets_.unused()) remove(*viaSet);
   for (Via* const via : vias_.unused()) remove(*via);
   for (const LfibViaKey& key : std::exchange(misfiled_, {})) {
-    status_->mplsViaTable().erase(key);  // its check would refuse the key, as it should have before
-    status_->mplsViaNotify(key);
+    Table::of(*status_).erase(key);  // its check would refuse the key, as it should have before
+    Table::tell(*status_, key);
     ++changes_;
   }
 }
+
+template class LfibRouteWriterOf<LfibMplsVia>;
+template class LfibRouteWriterOf<LfibPwVia>;
+template class LfibRouteWriterOf<LfibIpLookupVia>;
 
 }  // namespace Mpls

@@ -69,6 +69,8 @@ class MPLS_EXPORT TableView {
   /// As it was found good: what others may do to the file later does not reach it.
   const HeadFixed& fixed() const { return fixed_; }
   const HeadState& state() const { return *state_; }
+  /// The same; of a borrowing view, which has a head of its own, that of the table.
+  const HeadState& tableState() const { return lender_ == nullptr ? *state_ : lender_->state(); }
   std::uint64_t seed() const { return seed_; }
   std::uint32_t pageWords() const { return pageMask_ + 1; }
   unsigned pageShift() const { return pageShift_; }

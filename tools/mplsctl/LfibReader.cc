@@ -13,7 +13,7 @@
 #include "agents/common/Paths.h"
 #include "agents/common/Printable.h"
 #include "platform/tarn/DirectoryStorage.h"
-#include "tools/mplsctl/Ages.h"
+#include "tools/mplsctl/WriterText.h"
 
 namespace MplsCtl {
 
@@ -59,22 +59,12 @@ bool LfibDirectory::isAttached() const {
                     tablesOf(std::as_const(*lfib_)));
 }
 
-double LfibDirectory::goneFor() const {
-  return secondsSince(lfib_->lfibRouteTable().view().state().writerSeen);
-}
-
 std::string LfibDirectory::writerText() const {
-  const auto& writer = tables_.writer();
-  const std::string name = writerName(writer.agent, writer.pid);
-  if (writer.isThere) return "writer " + name;
-  return "no writer since " + secondsText(goneFor()) + (name.empty() ? "" : ", was " + name);
+  return MplsCtl::writerText(tables_, lfib_->lfibRouteTable().view());
 }
 
 Agents::Json LfibDirectory::json() const {
-  const auto& writer = tables_.writer();
-  Agents::Json json = {{"agent", writer.agent}, {"pid", writer.pid}, {"present", writer.isThere}};
-  if (!writer.isThere) json["goneSeconds"] = goneFor();
-  return {{"directory", path()}, {"writer", std::move(json)}};
+  return directoryJson(tables_, lfib_->lfibRouteTable().view());
 }
 
 // ---- All ---------------------------------------------------------------------------------------

@@ -37,9 +37,6 @@ class LfibDirectory {
   Agents::Json json() const;
 
  private:
-  /// Seconds since the writer was there last.
-  double goneFor() const;
-
   Tarn::ReaderDirectory tables_;
   const Forma::Ptr<Mpls::LfibStatus> lfib_;
 };

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <string_view>
+#include <variant>
+
+#include "agents/common/Printable.h"
+#include "mpls/lfib/LfibViaRow.h"
 
 namespace MplsCtl {
 
@@ -16,39 +20,39 @@ using Mpls::LfibViaKey;
 constexpr int readsAtMost = 100;
 constexpr const char* unusable = "no usable via";
 
-template <class Table>
-std::string rowText(const Table& table, const LfibViaKey& key) {
-  typename Table::Row row;
-  return table.find(key, &row) ? std::string(Forma::valueToStrep(row).view()) : std::string();
-}
+// The rows of vias that are not of type viaTypeMplsIp, for people.
 
-/// The row of a via that is not of type viaTypeMplsIp.
-std::string otherText(const LfibStatus& lfib, const LfibViaKey& key) {
-  switch (key.viaType()) {
-    case Mpls::viaTypeMplsPseudowire_:
-      return rowText(lfib.pwViaTable(), key);
-    case Mpls::viaTypeIpLookup_:
-      return rowText(lfib.ipLookupViaTable(), key);
-    case Mpls::viaTypeVlan_:
-      return rowText(lfib.vlanViaTable(), key);
-    case Mpls::viaTypeEvpnVlanAware_:
-      return rowText(lfib.evpnVlanAwareViaTable(), key);
-    case Mpls::viaTypeEvpnEthernetSegment_:
-      return rowText(lfib.evpnEthernetSegmentFilterViaTable(), key);
-    case Mpls::viaTypeEvpnVlanFlood_:
-      return rowText(lfib.evpnVlanFloodViaTable(), key);
-    case Mpls::viaTypeEvpnVlanAwareFlood_:
-      return rowText(lfib.evpnVlanAwareFloodViaTable(), key);
-    default:
-      return {};
-  }
+std::string briefText(const Mpls::LfibPwVia& row) {
+  return std::string(row.pwIntfId().name()) + (row.controlWordPresent() ? " control word" : "");
+}
+std::string briefText(const Mpls::LfibIpLookupVia& row) {
+  const std::string_view name = row.vrfNameBufferText();
+  return (name.empty() ? "default VRF" : "VRF " + Agents::printable(name)) + " " +
+         std::string(formaEnumName(row.addressFamily()));
+}
+std::string briefText(const Mpls::LfibEvpnEthernetSegmentFilterVia& row) {
+  return std::string(row.intfId().name());
+}
+template <class Row>
+std::string briefText(const Row& row) {
+  if constexpr (requires { row.vlanId(); }) return "VLAN " + std::to_string(row.vlanId().value());
+  else if constexpr (requires { row.dot1qTagToVlanKey(); })
+    return "tag map " + std::to_string(row.dot1qTagToVlanKey().index());
+  else return {};
 }
 
 LfibVia viaOf(const LfibStatus& lfib, const LfibViaKey& key) {
-  LfibVia via{key, std::nullopt, {}};
-  LfibMplsVia row;
-  if (key.viaType() != Mpls::viaTypeMplsIp_) via.other = otherText(lfib, key);
-  else if (lfib.mplsViaFind(key, &row)) via.mpls = row;
+  LfibVia via{key, std::nullopt, {}, {}};
+  Mpls::LfibViaRow found;
+  if (!lfibViaRowFind(lfib, key, &found)) return via;
+  if (const auto* row = std::get_if<LfibMplsVia>(&found)) via.mpls = *row;
+  else
+    std::visit(
+        [&via](const auto& one) {
+          via.other = Forma::valueToStrep(one).view();
+          via.brief = briefText(one);
+        },
+        found);
   return via;
 }
 
@@ -98,14 +102,14 @@ std::string intfOf(const LfibMplsVia& via) {
 Row cellsOf(const LfibVia& via) {
   if (!via.isThere())
     return {"via " + std::to_string(via.key.index()) + " missing", "-", "-", "-", "-"};
-  if (!via.mpls) return {"-", nameWithout("viaType", via.key.viaType()), "-", via.other, "-"};
+  if (!via.mpls) return {"-", nameWithout("viaType", via.key.viaType()), "-", via.brief, "-"};
   return {addressOf(*via.mpls), std::string(formaEnumName(via.mpls->labelAction())),
           labelsOf(*via.mpls), intfOf(*via.mpls), std::to_string(via.mpls->weight())};
 }
 
 std::string textOf(const LfibVia& via) {
   if (!via.isThere()) return "via " + std::to_string(via.key.index()) + " missing";
-  if (!via.mpls) return via.other;
+  if (!via.mpls) return nameWithout("viaType", via.key.viaType()) + " " + via.brief;
   const LfibMplsVia& row = *via.mpls;
   std::string text = row.nextHop().isSet() ? "via " + addressOf(row) + " " : "";
   text += formaEnumName(row.labelAction());

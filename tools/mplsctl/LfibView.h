@@ -19,6 +19,7 @@ struct LfibVia {
   Mpls::LfibViaKey key;
   std::optional<Mpls::LfibMplsVia> mpls;  ///< of type viaTypeMplsIp
   std::string other;                      ///< the text of a row of another type
+  std::string brief;                      ///< the same for people
   bool isThere() const { return mpls || !other.empty(); }
 };
 

@@ -37,6 +37,13 @@ void describeGet(CLI::App& app, Options& options) {
       ->check(CLI::Range(0, 255));
 }
 
+void describeForwarding(CLI::App& app, Options& options) {
+  app.add_option("--table", options.forwarding,
+                 "Directory of the forwarding agent's tables [forwarding in that of --run]")
+      ->type_name("DIR")
+      ->check(Agents::notEmpty("DIR"));
+}
+
 constexpr Entry entries[] = {
     {"route", "The merged static MPLS routes", "show", "The routes in force, with their sources",
      routeShow},
@@ -47,6 +54,9 @@ constexpr Entry entries[] = {
      "The routes, with what they lead to", lfibShow},
     {"lfib", "", "get", "The routes of one label", lfibGet, describeGet},
     {"lfib", "", "watch", "Follow the routes until interrupted", lfibWatch},
+    {"lfib", "", "lookups", "The labels whose packets are looked up in a VRF", lfibLookups},
+    {"lfib", "", "unprogrammed", "The routes that are not forwarded, and why", lfibUnprogrammed,
+     describeForwarding},
     {"table", "Tables in shared memory", "show", "Rows, memory, writers and problems", tableShow},
     {"db", "The central database", "show", "Paths, owners, clients, log", dbShow},
 };

@@ -15,6 +15,7 @@ struct Options : Agents::CommonOptions {
   double timeout = 5.0;  ///< seconds to wait for what is to be shown
   std::string run = Agents::defaultRun;
   std::string lfib;                ///< directory of LFIB tables; empty: all that are in `run`
+  std::string forwarding;          ///< directory of the forwarding agent; empty: that in `run`
   std::uint32_t label = 0;         ///< of `lfib get`
   std::optional<unsigned> metric;  ///< the same; without: any
 };
@@ -31,6 +32,8 @@ int dbShow(const Options& options);
 int lfibShow(const Options& options);
 int lfibGet(const Options& options);
 int lfibWatch(const Options& options);
+int lfibLookups(const Options& options);
+int lfibUnprogrammed(const Options& options);
 int tableShow(const Options& options);
 
 /// Reads the command line. When there is nothing to run, after --help or an error, prints what is

@@ -1,0 +1,31 @@
+/// Keeps what the labels of LFIBs lead to. See docs/agents.md.
+#include <memory>
+
+#include "agents/common/Advice.h"
+#include "agents/common/ExitCode.h"
+#include "agents/forwarding-agent/Forwarder.h"
+#include "platform/tarn/DirectoryStorage.h"
+
+namespace {
+
+using ForwardingAgent::Forwarder;
+using ForwardingAgent::Options;
+
+int run(const Options& options) {
+  Agents::startTraces(options);
+  Tarn::busErrorsAreHandled();
+  Agents::Program program(options, Agents::Program::Kind::follower);
+  const auto forwarder =
+      Agents::withAdvice("--table", [&] { return std::make_unique<Forwarder>(program, options); });
+  return program.run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return Agents::guarded("forwarding-agent", [&] {
+    int exitCode = Agents::exitUsage;
+    const auto options = ForwardingAgent::optionsFrom(argc, argv, exitCode);
+    return options ? run(*options) : exitCode;
+  });
+}

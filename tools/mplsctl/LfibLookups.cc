@@ -1,0 +1,115 @@
+/// `mplsctl lfib lookups`: the labels whose packets are looked up in a VRF, as the forwarding agent
+/// publishes them.
+#include <iostream>
+#include <map>
+#include <string>
+
+#include "agents/common/ExitCode.h"
+#include "agents/common/JsonWriter.h"
+#include "agents/common/Paths.h"
+#include "agents/common/Printable.h"
+#include "agents/common/Table.h"
+#include "mpls/lfib/LfibIpLookupStatus.h"
+#include "platform/forma/Dir.h"
+#include "tools/mplsctl/Query.h"
+
+namespace MplsCtl {
+
+namespace {
+
+using LabelVrfAf = Mpls::LfibIpLookupStatusLabelVrfAf;
+
+/// Mounts the directory, and what is in it.
+class Reader {
+ public:
+  explicit Reader(Agents::Program& program) : program_(program) {
+    program_.mount({{Agents::ipLookupDir, Forma::Dir::formaTypeName, "r"}},
+                   [this] { handleDirectory(); });
+  }
+  bool isDone() const { return isDirectoryThere_ && pending_ == 0; }
+
+  /// In the order of labels, with the name of the LFIB.
+  std::multimap<LabelVrfAf, std::string> read() const {
+    std::multimap<LabelVrfAf, std::string> all;
+    for (const std::string& name : names_)
+      for (const auto& one : statusOf(name)->labelVrfAfIteratorConst()) all.emplace(one.key, name);
+    return all;
+  }
+  /// "PATH: NAME is gone since 3.2 s", a line for each.
+  std::vector<std::string> gone() const {
+    std::vector<std::string> lines;
+    for (const std::string& name : names_) {
+      const std::string path = Agents::ipLookupPath(name);
+      const std::string text = Agents::ownerGoneText(program_.manager()->mountInfo(path));
+      if (!text.empty()) lines.push_back(path + ": " + text);
+    }
+    return lines;
+  }
+
+ private:
+  Forma::Ptr<Mpls::LfibIpLookupStatus> statusOf(const std::string& name) const {
+    return program_.entity<Mpls::LfibIpLookupStatus>(Agents::ipLookupPath(name));
+  }
+  void handleDirectory() {
+    isDirectoryThere_ = true;
+    const auto dir = program_.entity<Forma::Dir>(Agents::ipLookupDir);
+    for (const auto& one : dir->entryIteratorConst()) {
+      const std::string name(one.key.view());
+      if (!statusOf(name)) continue;
+      names_.push_back(name);
+      ++pending_;
+      program_.mount({{Agents::ipLookupPath(name), Mpls::LfibIpLookupStatus::formaTypeName, "r"}},
+                     [this] { --pending_; });
+    }
+  }
+
+  Agents::Program& program_;
+  bool isDirectoryThere_ = false;
+  std::size_t pending_ = 0;
+  std::vector<std::string> names_;
+};
+
+void printText(const Reader& reader) {
+  const auto all = reader.read();
+  std::cout << "IP lookups: " << all.size() << '\n';
+  if (!all.empty()) {
+    Agents::TableStream table(std::cout, {"LABEL", "VRF", "FAMILY", "LFIB"});
+    for (const auto& [value, name] : all)
+      table.add({std::to_string(value.label().value()),
+                 value.vrfName().empty() ? "-" : Agents::printable(value.vrfName().name()),
+                 std::string(formaEnumName(value.addressFamily())), Agents::printable(name)});
+    table.end();
+  }
+  std::string before = "\n";
+  for (const std::string& line : reader.gone())
+    std::cout << std::exchange(before, "") << Agents::printable(line)
+              << ": labels as last published\n";
+}
+
+void printJson(const Reader& reader) {
+  Agents::JsonWriter writer(std::cout, false);
+  writer.begin();
+  writer.list("lookups", reader.read(), [](const auto& pair) -> Agents::Json {
+    const auto& [value, name] = pair;
+    return {{"label", value.label().value()},
+            {"vrf", value.vrfName().name()},
+            {"family", formaEnumName(value.addressFamily())},
+            {"lfib", name}};
+  });
+  writer.list("gone", reader.gone(), [](const std::string& line) { return Agents::Json(line); });
+  writer.end();
+}
+
+}  // namespace
+
+int lfibLookups(const Options& options) {
+  Agents::Program program(options, Agents::Program::Kind::query);
+  Reader reader(program);
+  if (!await(
+          program, options, [&] { return reader.isDone(); }, "not read yet"))
+    return exitCodeOf(program);
+  (options.json ? printJson : printText)(reader);
+  return Agents::exitGood;
+}
+
+}  // namespace MplsCtl
