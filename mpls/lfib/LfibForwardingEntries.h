@@ -3,8 +3,7 @@
 ///
 /// Thread    that of the loop.
 /// Outputs   lfibAdjacency and lfibPwAdjacency of the status: one for each entry of those kinds
-/// that
-///           routes use. Other kinds have no adjacency.
+///           that routes use. Other kinds have no adjacency.
 /// Cost      a via set is read again when its rows changed, however many of its routes are asked
 /// for.
 #pragma once

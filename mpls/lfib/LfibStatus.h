@@ -101,8 +101,7 @@ class MPLS_EXPORT LfibStatus : public Forma::NamedEntity {
     return type >= viaTypeIpLookup_ && type <= viaTypeEvpnVlanAwareFlood_;
   }
 
-  // ---- The checks of the tables; they raise InternalException
-  // ------------------------------------
+  // ---- The checks of the tables; they raise InternalException -----------------------------------
 
   /// A route of an EVPN type has the metric 0.
   void handleRoute(const RouteKey& key) const;

@@ -15,8 +15,7 @@ Forma::TraceHandle trace("LfibStatusSm");
 
 }  // namespace
 
-// ---- The producer
-// --------------------------------------------------------------------------------
+// ---- The producer -------------------------------------------------------------------------------
 
 Forma::Ptr<LfibStatusProducerSm> lfibStatusProducerSmFactory(Forma::Ptr<LfibStatus> lfibStatus) {
   Forma::Ptr<LfibStatusProducerSm> sm(
@@ -106,8 +105,7 @@ void LfibStatusProducerSm::handleDot1qTagToVlan(LfibDot1qTagToVlanKey mapKey, Ne
   }
 }
 
-// ---- The consumer
-// --------------------------------------------------------------------------------
+// ---- The consumer -------------------------------------------------------------------------------
 
 Forma::Ptr<LfibStatusConsumerSm> lfibStatusConsumerSmFactory(Forma::Ptr<LfibStatus> lfibStatus) {
   Forma::Ptr<LfibStatusConsumerSm> sm(

@@ -76,8 +76,7 @@ void LfibTrackingSm::lfibStatusDel() {
   lfibStatus_ = nullptr;
 }
 
-// ---- Notifications: ignored before the first pass
-// ------------------------------------------------
+// ---- Notifications: ignored before the first pass -----------------------------------------------
 
 void LfibTrackingSm::StatusReactor::onLfibRoute(const RouteKey& key) {
   if (owner.initialized_) owner.handleLfibRoute(key);
@@ -98,8 +97,7 @@ void LfibTrackingSm::StatusReactor::onPwVia() {
   if (owner.initialized_) owner.handleVias();
 }
 
-// ---- Handlers
-// ------------------------------------------------------------------------------------
+// ---- Handlers -----------------------------------------------------------------------------------
 
 void LfibTrackingSm::handleInitialized() {
   if (trackingStatus_->routeKeyBacklogs() != 0) {
@@ -194,8 +192,7 @@ void LfibTrackingSm::handleVia(const LfibViaKey& key) {
   maybeAddRouteKeyBacklogByViaKey(key);
 }
 
-// ---- The backlog
-// ---------------------------------------------------------------------------------
+// ---- The backlog --------------------------------------------------------------------------------
 
 void LfibTrackingSm::addRouteKeyBacklog(const RouteKey& key) {
   assertInitialized();
@@ -224,8 +221,7 @@ void LfibTrackingSm::maybeAddRouteKeyBacklogByViaKey(const LfibViaKey& key) {
   first.raise();
 }
 
-// ---- The maps
-// ------------------------------------------------------------------------------------
+// ---- The maps -----------------------------------------------------------------------------------
 
 void LfibTrackingSm::addRouteKeyViaSetKeyMapping(const RouteKey& routeKey,
                                                  const LfibViaSetKey& viaSetKey) {

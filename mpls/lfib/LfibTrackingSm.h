@@ -65,8 +65,7 @@ class MPLS_EXPORT LfibTrackingSm : public Forma::PtrInterface {
   void viaSetKeyToViaKeySetDelAll() { viaSetKeyToViaKeySet_.clear(); }
   void viaKeyToViaSetKeySetDelAll() { viaKeyToViaSetKeySet_.clear(); }
 
-  // ---- Handlers: what changed, one key or all rows that are there
-  // --------------------------------
+  // ---- Handlers: what changed, one key or all rows that are there -------------------------------
 
   /// The first full pass. Aborts when the backlog is not empty.
   void handleInitialized();
@@ -81,8 +80,7 @@ class MPLS_EXPORT LfibTrackingSm : public Forma::PtrInterface {
   /// The routes that use the via, of whatever type, go to the backlog.
   void handleVia(const LfibViaKey& key);
 
-  // ---- Steps
-  // -------------------------------------------------------------------------------------
+  // ---- Steps ------------------------------------------------------------------------------------
 
   void addRouteKeyBacklog(const RouteKey& key);
   void maybeAddRouteKeyBacklogByViaSetKey(const LfibViaSetKey& key);

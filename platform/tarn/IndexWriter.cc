@@ -41,8 +41,7 @@ IndexWriter::IndexWriter(Storage& storage, const TableView& view, const HeadFixe
       changes_(state.changes.load(relaxed)),
       structure_(state.structure.load(relaxed)) {}
 
-// ---- Finding
-// --------------------------------------------------------------------------------------
+// ---- Finding ------------------------------------------------------------------------------------
 
 bool IndexWriter::locate(const std::byte* key, std::size_t keyBytes, std::uint64_t hash,
                          Spot& spot) const {
@@ -121,8 +120,7 @@ void IndexWriter::each(const std::function<void(const Spot& spot)>& visit) const
   }
 }
 
-// ---- Storing
-// --------------------------------------------------------------------------------------
+// ---- Storing ------------------------------------------------------------------------------------
 
 /// The one place where rows come, change and go (invariants 3 and 5).
 void IndexWriter::store(const Spot& spot, Word word) {
@@ -155,8 +153,7 @@ void IndexWriter::restructured() {
   changed();
 }
 
-// ---- Growing
-// --------------------------------------------------------------------------------------
+// ---- Growing ------------------------------------------------------------------------------------
 
 void IndexWriter::makeRoom(std::uint64_t hash) {
   const Word entry = entries_[prefixOf(hash, depth_)].load(relaxed);
@@ -277,8 +274,7 @@ void IndexWriter::giveBack(std::uint32_t page) {
   --pagesInUse_;
 }
 
-// ---- Files
-// ----------------------------------------------------------------------------------------
+// ---- Files --------------------------------------------------------------------------------------
 
 void IndexWriter::make(std::size_t rows) {
   const std::size_t wanted = rows * 3 / 2 >> pageBits_;

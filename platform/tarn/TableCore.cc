@@ -109,8 +109,7 @@ TableCore::TableCore(Storage& storage, TableView& view, Mapping head, const Repo
   stamp(true);
 }
 
-// ---- Coming and going
-// -----------------------------------------------------------------------------
+// ---- Coming and going ---------------------------------------------------------------------------
 
 void TableCore::publish() {
   state_->epoch.store(epoch_, relaxed);
@@ -221,8 +220,7 @@ void TableCore::numbersAre(std::uint32_t nextSegment, std::uint64_t nextSequence
   state_->sequenceLimit.store(nextSequence, release);
 }
 
-// ---- Writing
-// --------------------------------------------------------------------------------------
+// ---- Writing ------------------------------------------------------------------------------------
 
 /// A write waits for memory twice, for its line of the index and then for the row that it replaces;
 /// here many wait at the same time.
@@ -309,8 +307,7 @@ void TableCore::copyTo(TableCore& next) const {
   next.state_->sequenceLimit.store(next.sequenceLimit_, release);
 }
 
-// ---- Cleaning
-// -------------------------------------------------------------------------------------
+// ---- Cleaning -----------------------------------------------------------------------------------
 
 void TableCore::clean(std::uint64_t bytesToCome) {
   if (cleaning_) return;
@@ -397,8 +394,7 @@ void TableCore::removeSegment(std::uint32_t segment) {
   state_->segmentsRemoved.store(state_->segmentsRemoved.load(relaxed) + 1, release);
 }
 
-// ---- Checking
-// -------------------------------------------------------------------------------------
+// ---- Checking -----------------------------------------------------------------------------------
 
 std::size_t TableCore::verify() {
   std::size_t dropped = 0;

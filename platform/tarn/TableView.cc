@@ -150,8 +150,7 @@ void TableView::take(TableView& other) {
 
 std::string TableView::tableName() const { return head_ ? std::string(fixed().name) : ""; }
 
-// ---- Directory and pages
-// --------------------------------------------------------------------------
+// ---- Directory and pages ------------------------------------------------------------------------
 
 /// The directory of another depth; while it cannot be read, the one before, or one of nothing.
 TableView::Directory TableView::laterDirectory(Word depth) const {
@@ -227,8 +226,7 @@ const SharedWord* TableView::summaryCounter(std::uint32_t number) const {
          (number - firstPageOf(chunk)) / summaryPages;
 }
 
-// ---- Records
-// --------------------------------------------------------------------------------------
+// ---- Records ------------------------------------------------------------------------------------
 
 Record TableView::record(Word word) const {
   std::uint32_t check = 0;
@@ -305,8 +303,7 @@ void TableView::segmentDel(std::uint32_t segment) const {
   segments_.pop_back();
 }
 
-// ---- Keeping
-// --------------------------------------------------------------------------------------
+// ---- Keeping ------------------------------------------------------------------------------------
 
 void TableView::let(Mapping mapping) const {
   if (pins_ != 0) pinned_.push_back(std::move(mapping));

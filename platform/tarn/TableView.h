@@ -4,8 +4,7 @@
 /// Trust     no byte of the table is: everything is checked against what is mapped, and a record
 ///           counts only with the right checksum. Damage is reported, and reads as absent.
 /// Cost      a lookup makes no system call, no store to shared memory and takes no lock: it reads
-/// an
-///           entry of the directory, a line of words and a record.
+///           an entry of the directory, a line of words and a record.
 #pragma once
 
 #include <algorithm>
@@ -299,8 +298,7 @@ class MPLS_EXPORT TableView {
   Report report_;
 };
 
-// ---- Lookup
-// ---------------------------------------------------------------------------------------
+// ---- Lookup -------------------------------------------------------------------------------------
 
 /// Searches one page; whether a whole record of the key was met, then `found` is it.
 template <std::size_t keyBytes>

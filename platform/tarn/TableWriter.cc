@@ -47,8 +47,7 @@ HeadIs judge(const Mapping& head, const TableShape& shape, const std::string& pr
 
 ResourceException::~ResourceException() = default;
 
-// ---- What a forked child inherits
-// -----------------------------------------------------------------
+// ---- What a forked child inherits ---------------------------------------------------------------
 
 namespace {
 
@@ -92,8 +91,7 @@ class ForkWatch {
 
 }  // namespace
 
-// ---- State
-// ----------------------------------------------------------------------------------------
+// ---- State --------------------------------------------------------------------------------------
 
 class TableWriter::State {
  public:
@@ -264,8 +262,7 @@ bool TableWriter::State::isSparse() const {
          words > sparseFrom * core->fixed().geometry.pageWords;
 }
 
-// ---- TableWriter
-// ----------------------------------------------------------------------------------
+// ---- TableWriter --------------------------------------------------------------------------------
 
 TableWriter::TableWriter(Storage& storage, TableShape shape, std::size_t initialRows, Report report)
     : state_(std::make_unique<State>(storage, std::move(shape), initialRows, std::move(report))) {}

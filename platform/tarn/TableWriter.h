@@ -1,12 +1,12 @@
 /// The writing side of one table.
 ///
 /// Thread    one, that of the agent's loop. One writer at a time (WriterDirectory sees to that).
-/// Crash     the process may die at any instruction: readers go on, the next writer adopts the
-/// rows. Fork      a writer that a forked child inherits finds nothing there and refuses to write.
+/// Crash     the process may die at any instruction: readers go on, the next writer adopts rows.
+/// Fork      a writer that a forked child inherits finds nothing there and refuses to write.
 /// Errors    std::system_error when there is no space or the kernel refuses, RangeException for a
 ///           row or a shape that is not allowed, ResourceException when the index cannot grow; all
 ///           of them before anything changes.
-/// Memory    segments of at most 1.45 times the records and 1.5 segments, in the steady state; at no
+/// Memory    in the steady state segments of at most 1.45 times the records and 1.5 segments, at no
 ///           time more than twice the records and two segments.
 #pragma once
 

@@ -30,8 +30,7 @@ class SimNetwork {
   /// without, and those that wait to be accepted are dropped with it.
   std::unique_ptr<Centrum::Listener> listener();
 
-  // ---- Who clients are
-  // ---------------------------------------------------------------------------
+  // ---- Who clients are --------------------------------------------------------------------------
 
   /// What the server is told of `name`; by default each name has a pid of its own, uid and gid
   /// 1000.
@@ -39,8 +38,7 @@ class SimNetwork {
   /// By default all may.
   void mayWrite(const std::string& name, bool may);
 
-  // ---- How it behaves
-  // ----------------------------------------------------------------------------
+  // ---- How it behaves ---------------------------------------------------------------------------
 
   /// How long a piece travels, in seconds, for pieces that set out from now on.
   void delay(double least, double most);
@@ -51,8 +49,7 @@ class SimNetwork {
   /// Whether connect() finds the listener.
   void listening(bool can);
 
-  // ---- Faults
-  // ------------------------------------------------------------------------------------
+  // ---- Faults -----------------------------------------------------------------------------------
 
   /// Breaks connections, each direction at a random byte: what had not arrived by then is lost, and
   /// each side sees the end after a delay of its own.

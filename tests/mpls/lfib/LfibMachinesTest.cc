@@ -192,8 +192,7 @@ TEST_F(LfibMachinesTest, FactoriesRefuseNull) {
   EXPECT_EQ(raised([&] { lfibIpLookupSmFactory(lfib, backlog, nullptr); }), "null ValidPtr");
 }
 
-// ---- What ends the process: the condition, and in the ring trace the cause before it
-// -------------
+// ---- What ends the process: the condition, and in the ring trace the cause before it ------------
 
 auto dies(const std::string& condition, const std::string& cause) {
   return AllOf(HasSubstr(" -- assertion failed(" + condition + "): "),
