@@ -27,6 +27,7 @@ struct Kind {
   Tarn::Geometry geometry;
   std::size_t keys = 0;
   bool fixedSize = false;
+  bool isImpatient = false;  ///< readers give up soon where they cannot keep up
 };
 inline constexpr Tarn::Geometry tinyGeometry{8, 8, 4096, 4096};
 

@@ -15,7 +15,6 @@ namespace {
 
 constexpr auto acquire = std::memory_order_acquire;
 
-constexpr unsigned passLimit = 64;      // each but the first: the writer changed the directory
 constexpr unsigned patientPasses = 16;  // as long what makes no sense may be in transit
 constexpr unsigned readAttempts = 64;   // each of them: the word has changed
 constexpr std::size_t ahead = 4;        // groups that are on their way from memory
@@ -50,7 +49,7 @@ void Shadow::update(bool everywhere, Changes* changes) {
   bool mustWalk = everywhere || !isComplete_;
   isComplete_ = true;
   lost_.clear();
-  for (unsigned pass = 0; pass < passLimit; ++pass) {
+  for (unsigned pass = 0; pass < passLimit_; ++pass) {
     const Word structure = state().structure.load(acquire);  // before the entries that it counts
     const bool walked =
         (!mustWalk && structure == structure_) || walk(pass < patientPasses, changes);
@@ -73,13 +72,19 @@ void Shadow::update(bool everywhere, Changes* changes) {
   tell();
 }
 
-/// Lookups go to the copy as it is now.
+/// Lookups go to the copy as it is now: to the pages that are held. The entries that were read may
+/// lead elsewhere when an update had to be given up.
 void Shadow::tell() {
   if (entries_.empty()) return;
-  toldEntries_ = entries_;
+  constexpr std::uint32_t nowhere = (1U << pageNumberBits) - 1;  // no table has as many pages
+  const auto depth = static_cast<unsigned>(std::bit_width(entries_.size()) - 1);
+  toldEntries_.assign(entries_.size(), entryOf(nowhere, depth, 0));
+  for (const Chunk& chunk : chunks_)
+    for (const Page& page : chunk.pages)
+      std::fill(toldEntries_.begin() + (page.range.from >> (maxDepth - depth)),
+                toldEntries_.begin() + (page.range.to >> (maxDepth - depth)), page.entry);
   told_.borrow(*view_);
-  told_.borrowedIs(toldEntries_.data(),
-                   static_cast<unsigned>(std::bit_width(toldEntries_.size()) - 1));
+  told_.borrowedIs(toldEntries_.data(), depth);
   told_.borrowedRowsAre(rows_);
   for (unsigned number = 0; number < chunks_.size(); ++number)
     if (chunks_[number].shared != nullptr) told_.borrowedChunkIs(number, chunks_[number].words);

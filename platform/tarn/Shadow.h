@@ -39,6 +39,9 @@ class Shadow {
     tell();
   }
 
+  /// After so many passes, between which the writer changed the directory, an update is given up
+  /// for the time being.
+  void passLimitIs(unsigned limit) { passLimit_ = limit; }
   /// Whether there is nothing to do, as far as the table's count of changes tells.
   bool isCurrent() const {
     return isComplete_ && view_->state().changes.load(std::memory_order_acquire) == changes_;
@@ -154,6 +157,7 @@ class Shadow {
   const std::uint32_t groups_;  // in a page
   std::array<Chunk, chunkLimit + 1> chunks_;
   std::vector<std::uint32_t> named_;  // by segment: how many words lead there
+  unsigned passLimit_ = 64;
   Word changes_ = 0;
   Word structure_ = 0;
   bool isComplete_ = false;
@@ -161,7 +165,7 @@ class Shadow {
   std::size_t rows_ = 0;       // words that name records
   TableView& told_;            // over the copy, as the last update left it
   std::vector<Word> entries_;  // of the last walk
-  std::vector<Word> toldEntries_;
+  std::vector<Word> toldEntries_;  // as they lead to pages that are held
   bool mustTell_ = false;  // the copy stands elsewhere than told_ knows
 
   // Of the update under way.

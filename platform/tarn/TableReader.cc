@@ -29,6 +29,7 @@ class TableReader::State {
   const TableView& told() const { return follow_ == Follow::yes ? told_ : view_; }
   const std::string& problem() const { return problem_; }
 
+  void passLimitIs(unsigned limit) { passLimit_ = limit; }
   /// `changed` is null when nobody listens.
   void refresh(Look look, KeyList* changed);
 
@@ -52,6 +53,12 @@ class TableReader::State {
   void tidy();
   void problemIs(const std::string& text);
 
+  std::unique_ptr<Followed> newFollowed(const TableView& view) {
+    auto made = std::make_unique<Followed>(view, told_, shape_.keyBytes);
+    if (passLimit_ != 0) made->shadow.passLimitIs(passLimit_);
+    return made;
+  }
+
   const TableShape shape_;
   const Storage& storage_;
   const Follow follow_;
@@ -60,6 +67,7 @@ class TableReader::State {
   TableView told_;
   std::unique_ptr<Followed> followed_;  // null: not attached, or nobody follows
   std::uint64_t generation_ = 0;
+  unsigned passLimit_ = 0;  // 0: as it is
   Word segmentsRemoved_ = 0;
   bool isDamaged_ = false;
   std::string problem_;
@@ -125,13 +133,12 @@ void TableReader::State::attach(Mapping head, KeyList* changed) {
   isDamaged_ = false;
   if (followed_ == nullptr) {
     view_.headIs(storage_, Access::read, std::move(head), report_);
-    if (follow_ == Follow::yes)
-      followed_ = std::make_unique<Followed>(view_, told_, shape_.keyBytes);
+    if (follow_ == Follow::yes) followed_ = newFollowed(view_);
     if (followed_ != nullptr) followed_->changes.begin(changed);
   } else {
     TableView next;
     next.headIs(storage_, Access::read, std::move(head), report_);
-    auto followed = std::make_unique<Followed>(next, told_, shape_.keyBytes);
+    auto followed = newFollowed(next);
     followed->shadow.update(true, nullptr);
     if (changed != nullptr)
       followed->changes.succeed(followed_->changes, followed_->shadow.words(),
@@ -194,6 +201,8 @@ void TableReader::prefetch(const std::byte* key) const {
 const std::string& TableReader::problem() const { return state_->problem(); }
 
 void TableReader::refresh(Look look, KeyList* changed) { state_->refresh(look, changed); }
+
+void TableReader::passLimitIs(unsigned limit) { state_->passLimitIs(limit); }
 
 void TableReader::refreshSilently() { state_->refresh(Look::counted, nullptr); }
 

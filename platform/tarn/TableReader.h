@@ -74,6 +74,10 @@ class MPLS_EXPORT TableReader {
   /// As refresh(), when nobody listens: changes until now count as told. Much cheaper.
   void refreshSilently();
 
+  /// Test only, before the first look: after how many passes over a directory that changes all the
+  /// time a look is given up, so that it happens often.
+  void passLimitIs(unsigned limit);
+
  private:
   class State;
   std::unique_ptr<State> state_;
