@@ -162,11 +162,11 @@ class Shadow {
   Word structure_ = 0;
   bool isComplete_ = false;
 
-  std::size_t rows_ = 0;       // words that name records
-  TableView& told_;            // over the copy, as the last update left it
-  std::vector<Word> entries_;  // of the last walk
+  std::size_t rows_ = 0;           // words that name records
+  TableView& told_;                // over the copy, as the last update left it
+  std::vector<Word> entries_;      // of the last walk
   std::vector<Word> toldEntries_;  // as they lead to pages that are held
-  bool mustTell_ = false;  // the copy stands elsewhere than told_ knows
+  bool mustTell_ = false;          // the copy stands elsewhere than told_ knows
 
   // Of the update under way.
   std::uint32_t walk_ = 0;
