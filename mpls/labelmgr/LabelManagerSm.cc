@@ -57,8 +57,7 @@ LabelManagerSm::~LabelManagerSm() {
   mounter_.forEach([](const Forma::Name&, const auto& mounter) { mounter->deletedIs(true); });
 }
 
-// ---- Queries
-// -------------------------------------------------------------------------------------
+// ---- Queries ------------------------------------------------------------------------------------
 
 DynamicRange LabelManagerSm::configured() const {
   const LabelRange* const found = mplsConfig_->labelRangeFind(LabelRangeInfo::rangeTypeDynamic);
@@ -86,8 +85,7 @@ LabelManagerClientInfo& LabelManagerSm::infoOf(const Forma::Name& client) {
   return *info;
 }
 
-// ---- The range
-// -----------------------------------------------------------------------------------
+// ---- The range ----------------------------------------------------------------------------------
 
 void LabelManagerSm::handleInitialized() {
   const Forma::Ptr<LabelManagerSm> self(this);
@@ -212,8 +210,7 @@ void LabelManagerSm::dropAllocations(Forma::FirstException& first) {
   }
 }
 
-// ---- What an earlier instance published
-// ------------------------------------------------------------
+// ---- What an earlier instance published ---------------------------------------------------------
 
 bool LabelManagerSm::syncAllocations() {
   if (!drAlloc_) return false;

@@ -36,8 +36,7 @@ class MPLS_EXPORT LabelManagerSm : public Forma::PtrInterface {
  public:
   ~LabelManagerSm() override;
 
-  // ---- What it works on
-  // -----------------------------------------------------------------------------------
+  // ---- What it works on -------------------------------------------------------------------------
 
   const Forma::Ptr<Forma::Dir const>& labelRequestDir() const { return labelRequestDir_; }
   const Forma::Ptr<Config const>& mplsConfig() const { return mplsConfig_; }
@@ -67,8 +66,7 @@ class MPLS_EXPORT LabelManagerSm : public Forma::PtrInterface {
   bool restarting() const { return restarting_; }
   bool initialized() const { return initialized_; }
 
-  // ---- Queries
-  // --------------------------------------------------------------------------------------------
+  // ---- Queries ----------------------------------------------------------------------------------
 
   /// The range "dynamic" of the configuration; the default one when that is absent or (0, 0).
   LabelRange configRange() const { return configured().range(); }
@@ -83,8 +81,7 @@ class MPLS_EXPORT LabelManagerSm : public Forma::PtrInterface {
   /// No block can be given now.
   bool rangeExhausted() const { return !allocValid_ || drAllocStatus_->rangeExhausted(); }
 
-  // ---- Handlers: may be called at any time, and again; do nothing before the first pass
-  // ---------------------------------------------------------------------------------------------
+  // ---- Handlers: may be called at any time, and again; do nothing before the first pass ---------
 
   /// The first full pass; again after every change of the routing switch.
   void handleInitialized();

@@ -19,8 +19,7 @@ bool holds(bool condition, const Forma::Name& client, const Forma::Name& id) {
 
 }  // namespace
 
-// ---- Which clients there are
-// -----------------------------------------------------------------------
+// ---- Which clients there are --------------------------------------------------------------------
 
 void LabelManagerSm::handleLabelRequestDir() {
   if (!initialized_) return;
@@ -161,8 +160,7 @@ void LabelManagerSm::removeClient(const Forma::Name& name) {
   first.raise();
 }
 
-// ---- Requests
-// --------------------------------------------------------------------------------------
+// ---- Requests -----------------------------------------------------------------------------------
 
 void LabelManagerSm::handleLabelRequest() {
   if (!initialized_) return;

@@ -25,14 +25,12 @@ namespace Kiln {
 /// Range     a number that leaves the range is forgotten, reservation and expiry included: it is
 ///           untouched when it comes back.
 /// Status    `rangeExhausted` is kept in step with every call, every change of the config, and
-/// time:
-///           when an expiry makes a number free the timer wheel says so, with no other event.
+///           with time: when an expiry makes a number free the timer wheel says so, with no other
+///           event.
 /// Callbacks whatever the observers of `rangeExhausted` do, to the allocator and its config, is
-/// safe;
-///           destroying the allocator is, too. Each call is complete before they are told.
+///           safe; destroying the allocator is, too. Each call is complete before they are told.
 /// Errors    what an observer raises reaches who made the call, but for getNumber(): its caller
-/// gets
-///           the number, and the loop that runs the timers gets the exception.
+///           gets the number, and the loop that runs the timers gets the exception.
 /// Thread    that of the timer wheel.
 /// Restart   holds nothing beyond its process; call reserveNumber() for each number in use.
 /// Cost      O(log n) a call, n being the numbers ever handed out or reserved, whatever the size of
