@@ -92,8 +92,9 @@ class Reader : Tarn::TableListener {
 /// process lives at the second.
 class Follower : Tarn::TableListener {
  public:
-  explicit Follower(const std::string& path)
-      : directory_(loop_, path, failOnReport), table_(directory_.table(shape(), this)) {}
+  explicit Follower(const std::string& path) : directory_(loop_, path, failOnReport) {
+    table_ = directory_.table(shape(), this);  // tells of what is there before it returns
+  }
   Answer handle(const Command& task) {
     if (task.count != 0) loop_.run();
     return {};
@@ -102,7 +103,7 @@ class Follower : Tarn::TableListener {
  private:
   bool isListening() const override { return true; }
   void changed(const std::byte* key) override {
-    if (table_ && !table_->get()->view().find<sizeof(RowKey), rowBytes>(key)) std::abort();
+    if (table_ && !table_->get()->told().find<sizeof(RowKey), rowBytes>(key)) std::abort();
   }
 
   Kiln::EventLoop loop_;
