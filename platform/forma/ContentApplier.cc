@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -290,8 +291,8 @@ ContentApplier::Snapshot* ContentApplier::snapshotOf(const Entity& top) {
 void ContentApplier::note(Entity& entity, const MemberType& member, std::string_view key) {
   if (!entity.formaIsObserved()) return;
   if (member.surfaces) {
-    const Entity* const address = &entity;
-    noted_.assign(reinterpret_cast<const char*>(&address), sizeof(const Entity*));
+    const auto address = reinterpret_cast<std::uintptr_t>(&entity);
+    noted_.assign(reinterpret_cast<const char*>(&address), sizeof address);
     noted_.push_back(static_cast<char>(member.index));
     noted_.append(key);
     if (!repeatable_.insert(noted_)) return;

@@ -7,7 +7,6 @@
 #include "tests/support/ContentText.h"
 
 using Forma::Entity;
-using Forma::MemberKind;
 using Forma::MemberType;
 
 /// Watches one entity, and owns the watchers of its children.

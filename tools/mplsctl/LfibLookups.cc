@@ -41,7 +41,7 @@ class Reader {
     for (const std::string& name : names_) {
       const std::string path = Agents::ipLookupPath(name);
       const std::string text = Agents::ownerGoneText(program_.manager()->mountInfo(path));
-      if (!text.empty()) lines.push_back(path + ": " + text);
+      if (!text.empty()) lines.push_back(std::string(path).append(": ").append(text));
     }
     return lines;
   }
