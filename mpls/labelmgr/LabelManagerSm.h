@@ -207,7 +207,8 @@ class MPLS_EXPORT LabelManagerSm : public Forma::PtrInterface {
 /// Makes the machine and runs its first full pass. The wheel must outlive the machine. Null
 /// pointers raise NullException "null ValidPtr". To be called when all mounts are complete: a
 /// configuration that is not mounted reads as routing off, and would take every block away. What
-/// the first pass raises is recorded in the ring trace, and the machine goes on.
+/// the first pass raises as a Forma::Exception is recorded in the ring trace, and the machine goes
+/// on.
 MPLS_EXPORT Forma::Ptr<LabelManagerSm> labelManagerSmFactory(
     Kiln::TimerWheel& timerWheel, Forma::Ptr<Centrum::EntityManager> entityManager,
     Forma::Ptr<Forma::Dir const> labelRequestDir, Forma::Ptr<Config const> mplsConfig,

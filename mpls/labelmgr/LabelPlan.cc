@@ -23,7 +23,7 @@ class Planner {
     if (keeps_) {
       for (const auto& one : status_.labelBlockAllocationIteratorConst())
         for (const auto& held : one.value->blockIteratorConst())
-          if (isKept(one.key, held.key, held.value)) --free_;
+          if (isKept(one.key, held.key, held.value)) take();  // two may hold one, by a fault
       for (const auto& one : status_.labelBlockAllocationIteratorConst())
         planHeld(one.key, *one.value);
     }

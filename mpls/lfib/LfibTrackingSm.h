@@ -45,9 +45,9 @@ class MPLS_EXPORT LfibTrackingSm : public Forma::PtrInterface {
   const Forma::Ptr<LfibTrackingStatus>& lfibTrackingStatus() const { return trackingStatus_; }
   bool initialized() const { return initialized_; }
 
-  // ---- The maps: keys that are not there give null, or a default key
-  // ----------------------------- Whole maps are for walks; they change with the tables, and may
-  // during a walk.
+  // ---- The maps ---------------------------------------------------------------------------------
+  // Keys that are not there give null, or a default key. Whole maps are for walks; they change with
+  // the tables, and may during a walk.
 
   LfibViaSetKey routeKeyToViaSetKey(const RouteKey& key) const;
   const auto& routeKeyToViaSetKeyMap() const { return routeKeyToViaSetKey_; }

@@ -1,5 +1,6 @@
 #include "mpls/labelmgr/LabelManagerSm.h"
 
+#include "mpls/labelmgr/LabelPlan.h"
 #include "platform/forma/Trace.h"
 #include "tests/mpls/labelmgr/LabelManagerFixture.h"
 #include "tests/support/Checks.h"
@@ -156,6 +157,18 @@ TEST_F(LabelManagerSmTest, OddNamesAndReplacedEntriesDoNoHarm) {
   loop.runUntilIdle();
   EXPECT_EQ(status->labelBlockAllocation("%s")->blocks(), 1U);
   EXPECT_NE(block("%s", "new"), 1048576U);
+}
+
+TEST_F(LabelManagerSmTest, APlanOfADoubledBlockPromisesNothing) {
+  const LabelRange one(16, LabelBlock::blockSize);
+  const auto held = client("c");
+  const auto requests = labelManagerClientFactory("client");
+  requests->requestIs(held);
+  status->dynamicLabelRangeIs(one);
+  const auto published = status->labelBlockAllocationIs("c");
+  for (const char* id : {"a", "b", "open"}) held->newLabelRequest(LabelRequest(id));
+  for (const char* id : {"a", "b"}) published->blockIs(id, LabelBlock(16));
+  EXPECT_EQ(labelPlan(one, *status, *requests).count(LabelFate::waits), 1U);
 }
 
 TEST_F(LabelManagerSmTest, RefusalsKeepTheirTexts) {
