@@ -13,7 +13,7 @@
 /// Outputs   the backlog, to which keys are added; and the maps, which belong to the machine.
 /// Restart   built by one full pass; aborts when the backlog is not empty before it.
 /// Cost      a change costs what the routes it touches cost, whatever the number of others.
-/// Memory    at most 150 bytes a route, with ten routes and two vias to a via set.
+/// Memory    at most 150 bytes a route, with ten routes and three vias to a via set.
 #pragma once
 
 #include "mpls/lfib/LfibStatus.h"
