@@ -6,6 +6,7 @@ include(CMakePackageConfigHelpers)
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Mpls")
 
 install(TARGETS Mpls EXPORT MplsTargets)
+list(REMOVE_ITEM PROGRAMS label-damage) # for drills
 if(PROGRAMS)
   install(TARGETS ${PROGRAMS})
 endif()

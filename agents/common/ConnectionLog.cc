@@ -23,7 +23,7 @@ std::string ownerGoneText(const Centrum::MountInfo& mount) {
   return text.str();
 }
 
-ConnectionLog::ConnectionLog(Log& log, bool all, std::function<void()> onRefused)
+ConnectionLog::ConnectionLog(Log& log, bool all, RefusedHandler onRefused)
     : log_(log), all_(all), onRefused_(std::move(onRefused)) {}
 
 void ConnectionLog::say(const std::string& subject, const std::string& state) {
@@ -55,7 +55,7 @@ void ConnectionLog::onMountWaits(const Centrum::MountInfo& mount) {
 
 void ConnectionLog::onMountRefused(const Centrum::MountInfo& mount) {
   log_.say(mount.path + ": refused: " + mount.problem);
-  onRefused_();
+  onRefused_(mount.path);
 }
 
 void ConnectionLog::onOwner(const Centrum::MountInfo& mount) {

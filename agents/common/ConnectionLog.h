@@ -17,9 +17,10 @@ std::string ownerGoneText(const Centrum::MountInfo& mount);
 
 class ConnectionLog : public Centrum::ConnectionObserver {
  public:
+  using RefusedHandler = std::function<void(const std::string& path)>;
   /// `onRefused` is called when the database refuses a mount, after that was told. Without `all`,
   /// nothing but that is told.
-  ConnectionLog(Log& log, bool all, std::function<void()> onRefused);
+  ConnectionLog(Log& log, bool all, RefusedHandler onRefused);
 
   /// Why there is no connection, or what ended the last one; empty when there was no trouble.
   const std::string& problem() const { return problem_; }
@@ -38,7 +39,7 @@ class ConnectionLog : public Centrum::ConnectionObserver {
 
   Log& log_;
   const bool all_;
-  const std::function<void()> onRefused_;
+  const RefusedHandler onRefused_;
   std::string problem_;
   std::map<std::string, std::string> said_;  // by subject
 };

@@ -13,6 +13,17 @@ inline const std::string dynamicInputDir = "routing/mpls/route/input/dynamic";
 /// Of type Mpls::RouteConfig; owned by the agent that merges the inputs.
 inline const std::string mergedPath = "routing/mpls/route/config";
 
+/// A directory of Mpls::ClientLabelRequest: what each client of the label manager asks for, by its
+/// name, and owned by it.
+inline const std::string labelRequestDir = "mpls/config/labelRequest";
+inline std::string labelRequestPath(const std::string& client) {
+  return labelRequestDir + "/" + client;
+}
+/// Of type Mpls::Api::Status: the label blocks of all clients; owned by the agent that gives them.
+inline const std::string apiStatusPath = "routing/mpls/api/status";
+/// Of type Mpls::WaitingLabelRequests: since when requests wait for a block; owned by the same.
+inline const std::string labelWaitPath = "routing/mpls/api/labelWait";
+
 /// A directory of Mpls::LfibIpLookupStatus: for each LFIB, by its name, the labels whose packets
 /// are looked up in a VRF.
 inline const std::string ipLookupDir = "routing/mpls/lfib/ipLookup";

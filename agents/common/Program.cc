@@ -12,6 +12,7 @@
 #include "mpls/lfib/Registration.h"
 #include "platform/centrum/Registration.h"
 #include "platform/centrum/UnixStream.h"
+#include "platform/forma/Errors.h"
 
 namespace Agents {
 
@@ -47,16 +48,15 @@ class Completion : public Centrum::MountCallback {
 Program::Program(const CommonOptions& options, Kind kind)
     : log_(options.name),
       registry_(entityTypes()),
-      connectionLog_(log_, kind == Kind::follower, [this] { end(exitDatabase); }),
+      connectionLog_(log_, kind == Kind::follower,
+                     [this](const std::string& path) { handleRefused(path); }),
       manager_(Centrum::connectedEntityManagerFactory(
           loop_, registry_, Centrum::unixConnectorFactory(loop_, options.socket), {options.name})) {
   manager_->observerIs(&connectionLog_);
   if (kind == Kind::follower)
     for (const int signo : {SIGINT, SIGTERM}) loop_.signalIs(signo, [this](int) { end(exitGood); });
-  loop_.exceptionHandlerIs([this](std::exception_ptr problem) {
-    if (!failure_) failure_ = std::move(problem);
-    end(exitFault);
-  });
+  loop_.exceptionHandlerIs(
+      [this](std::exception_ptr problem) { handleException(std::move(problem)); });
 }
 
 Program::~Program() {
@@ -75,6 +75,26 @@ void Program::mount(const std::vector<Wish>& wishes, std::function<void()> then)
     else end(exitDatabase);
   };
   group->doClose(Forma::Ptr<Centrum::MountCallback>(new Completion(complete)));
+}
+
+void Program::survivesInputBelow(const std::string& directory) {
+  survivedDirectory_ = directory + "/";
+}
+
+void Program::handleRefused(const std::string& path) {
+  if (survivedDirectory_.empty() || !path.starts_with(survivedDirectory_)) end(exitDatabase);
+}
+
+void Program::handleException(std::exception_ptr problem) {
+  try {
+    if (!survivedDirectory_.empty()) std::rethrow_exception(problem);
+  } catch (const Forma::Exception& refused) {
+    return log_.say("goes on after exception " + std::to_string(loop_.handlerExceptions()) + ": " +
+                    refused.what());
+  } catch (...) {  // a fault of the program
+  }
+  if (!failure_) failure_ = std::move(problem);
+  end(exitFault);
 }
 
 void Program::end(int exitCode) {

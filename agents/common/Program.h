@@ -3,7 +3,8 @@
 /// Thread    one.
 /// End       SIGINT and SIGTERM end it in order: what was changed is sent first. So does a mount
 ///           that the database refuses, and an exception that leaves a handler: an agent that is
-///           deaf must not seem to work.
+///           deaf must not seem to work. What others may do wrong below a directory of theirs need
+///           not: see survivesInputBelow().
 #pragma once
 
 #include <exception>
@@ -54,6 +55,10 @@ class Program {
 
   /// Mounts all of these together, and calls `then` when they are there.
   void mount(const std::vector<Wish>& wishes, std::function<void()> then);
+  /// From now on a Forma::Exception that leaves a handler is told and counted, and a mount below
+  /// `directory` that is refused is told; neither ends the program. For machines that stay right
+  /// whatever others configure or put there.
+  void survivesInputBelow(const std::string& directory);
   /// Lets run() return that code at the end of the turn; the first one counts.
   void end(int exitCode);
 
@@ -71,6 +76,8 @@ class Program {
   const std::string& connectionProblem() const { return connectionLog_.problem(); }
 
  private:
+  void handleRefused(const std::string& path);
+  void handleException(std::exception_ptr problem);
   void flush();
   void tellFailure();
 
@@ -79,6 +86,7 @@ class Program {
   Forma::TypeRegistry registry_;
   ConnectionLog connectionLog_;
   Forma::Ptr<Centrum::ConnectedEntityManager> manager_;
+  std::string survivedDirectory_;  // with a "/" at its end; empty: none
   std::exception_ptr failure_;
   int exitCode_ = 0;
   bool ended_ = false;

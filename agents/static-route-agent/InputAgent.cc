@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "agents/common/Paths.h"
+#include "mpls/types/LabelRangeInfo.h"
 
 namespace StaticRouteAgent {
 
@@ -52,7 +53,10 @@ void InputAgent::reload() {
 
 void InputAgent::publishConfig() {
   if (!config_ || !source_.loaded()) return;
-  StaticRoutes::configIs(*config_, StaticRoutes::viewOf({&source_.config()}));
+  StaticRoutes::ConfigView view = StaticRoutes::viewOf({&source_.config()});
+  if (options_.labelRange)
+    view.labelRanges[std::string(Mpls::LabelRangeInfo::rangeTypeDynamic)] = *options_.labelRange;
+  StaticRoutes::configIs(*config_, view);
   if (options_.mplsRouting) config_->mplsRoutingIs(*options_.mplsRouting);
 }
 

@@ -1,5 +1,6 @@
 #include "agents/static-route-agent/Options.h"
 
+#include <charconv>
 #include <map>
 
 #include "agents/common/Paths.h"
@@ -23,6 +24,28 @@ constexpr const char* footer =
 std::string nameProblem(const std::string& name) {
   const bool good = !name.empty() && name.find('/') == std::string::npos;
   return good ? "" : "expected a NAME that is not empty and holds no \"/\", found \"" + name + "\"";
+}
+
+/// A range from "BASE:SIZE"; none from any other text.
+std::optional<Mpls::LabelRange> rangeFrom(const std::string& text) {
+  std::uint32_t base = 0;
+  std::uint32_t size = 0;
+  const char* const end = text.data() + text.size();
+  const auto [colon, error] = std::from_chars(text.data(), end, base);
+  if (error != std::errc() || colon == end || *colon != ':') return std::nullopt;
+  const auto [stop, sizeError] = std::from_chars(colon + 1, end, size);
+  if (sizeError != std::errc() || stop != end) return std::nullopt;
+  try {
+    return Mpls::LabelRange(base, size);
+  } catch (const Forma::RangeException&) {
+    return std::nullopt;
+  }
+}
+
+std::string rangeProblem(const std::string& text) {
+  if (rangeFrom(text)) return "";
+  return "expected BASE:SIZE of labels up to 1048575, such as 100000:262144, found \"" + text +
+         "\"";
 }
 
 const std::map<std::string, bool> onOff{{"on", true}, {"off", false}};
@@ -54,12 +77,20 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
                                        "MPLS routing, for the input \"static\"")
                             ->type_name("on|off")
                             ->transform(CLI::CheckedTransformer(onOff).description(""));
+  auto* const labelRange =
+      app.add_option_function<std::string>(
+             "--label-range",
+             [&](const std::string& text) { options.labelRange = rangeFrom(text); },
+             "The dynamic label range, for the input \"static\" [that of the file]")
+          ->type_name("BASE:SIZE")
+          ->check(CLI::Validator(rangeProblem, ""));
   app.add_flag("--once", options.once, "End as soon as the database has everything");
   app.add_flag("--withdraw", withdraw, "Empty the input, then end")->excludes(file);
   Agents::describe(app, options);
   app.final_callback([&] {
-    if (*routing && !options.isStatic())
-      throw CLI::ValidationError("--mpls-routing", "expected --input static with it");
+    for (const CLI::Option* one : {routing, labelRange})
+      if (*one && !options.isStatic())
+        throw CLI::ValidationError(one->get_name(), "expected --input static with it");
   });
   if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
   options.once = options.once || withdraw;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "agents/common/Options.h"
+#include "mpls/types/LabelRange.h"
 
 namespace StaticRouteAgent {
 
@@ -14,7 +15,9 @@ struct Options : Agents::CommonOptions {
   std::string file;                 ///< empty: there is none, the input is empty
   std::uint32_t metric = 100;       ///< 0 to 255
   std::optional<bool> mplsRouting;  ///< none: stays as it is published
-  bool once = false;                ///< ends when the database has everything
+  /// The dynamic range, whatever the file says; none: that of the file.
+  std::optional<Mpls::LabelRange> labelRange;
+  bool once = false;  ///< ends when the database has everything
 
   bool isStatic() const { return input == "static"; }
   /// Where the input lies.

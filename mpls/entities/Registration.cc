@@ -10,6 +10,7 @@
 #include "mpls/entities/SegmentRoutingStatus.h"
 #include "mpls/entities/Status.h"
 #include "mpls/labelmgr/ClientLabelRequest.h"
+#include "mpls/labelmgr/WaitingLabelRequests.h"
 #include "mpls/tables/Registration.h"
 #include "platform/forma/Dir.h"
 
@@ -21,6 +22,7 @@ void registerEntityTypes(Forma::TypeRegistry& registry) {
                      DownstreamMappingSource, DownstreamMappingSourceColl, CommonLib>();
   registry.add<LabelRequest, LabelBlock>();
   registry.addEntity<ClientLabelRequest, LabelBlockAllocation, Api::Status>();
+  registry.addEntity<ClientWaitingRequests, WaitingLabelRequests>();
   registry.addEntity<Status, LFib::Adjacency, LFib::PwAdjacency, LFib::ExtFecAdjacency>();
   registry.addEntity<Hardware::Status, Hardware::Adjacency, Hardware::L2Adjacency,
                      Hardware::PwAdjacency, Hardware::ExtFecAdjacency, Hardware::AdjacencySet,

@@ -167,10 +167,14 @@ void LabelManagerSm::newAllocator(Forma::FirstException& first) {
   const std::uint64_t pass = rangePass_;
   drAlloc_ = nullptr;
   settled_ = false;
-  first.keep([&] {
+  const auto make = [&] {
     auto made = Kiln::numAllocatorFactory(drAllocConfig_, drAllocStatus_, timerWheel_);
     if (pass == rangePass_) drAlloc_ = std::move(made);
-  });
+  };
+  first.keep(make);
+  // An observer of the status raised and took the allocator along. What it was told stands, so a
+  // second one has nothing to tell.
+  if (!drAlloc_ && pass == rangePass_) first.keep(make);
 }
 
 /// The allocator is about to forget the numbers outside of `range`. So does the machine, and a

@@ -128,14 +128,15 @@ void LabelManagerSm::handleLabelManagerClient(const Forma::Name& client) {
 }
 
 /// Blocks of withdrawn requests go back before anything new is given. Observers may take the client
-/// away in between.
+/// or its allocation away in between; without one nothing is given until the next change.
 void LabelManagerSm::serveClient(const Forma::Name& name,
                                  const LabelManagerClient::RequestPtr& request) {
   Forma::FirstException first;
   infoOf(name);
   first.keep([&] { apiStatus_->labelBlockAllocationIs(name); });
   const auto serve = [&](const Forma::Name& id) {
-    if (isPresent(name, request.get())) first.keep([&] { handleLabelRequest(name, id); });
+    if (isPresent(name, request.get()) && apiStatus_->labelBlockAllocationFind(name) != nullptr)
+      first.keep([&] { handleLabelRequest(name, id); });
   };
   if (const auto alloc = apiStatus_->labelBlockAllocation(name))
     for (const auto& one : alloc->blockIteratorConst()) serve(one.key);

@@ -171,6 +171,34 @@ TEST_F(LabelManagerSmTest, APlanOfADoubledBlockPromisesNothing) {
   EXPECT_EQ(labelPlan(one, *status, *requests).count(LabelFate::waits), 1U);
 }
 
+TEST_F(LabelManagerSmTest, WhatObserversDoLeavesAManagerThatGoesOn) {
+  start();
+  client("ldp")->labelRequestIs(LabelRequest("a"));
+  loop.runUntilIdle();
+  rangeIs(100000, LabelBlock::blockSize);
+  struct Raises : Kiln::NumAllocatorStatus::NotifieeConst {
+    void onRangeExhausted() override { throw std::runtime_error("observer"); }
+  } raises;
+  raises.notifierIs(sm->drAllocStatus());
+  EXPECT_THROW(rangeIs(200000, LabelBlock::blockSize), std::runtime_error);  // a new allocator
+  EXPECT_EQ(block("ldp", "a"), 200000U);
+  raises.notifierIs(nullptr);
+
+  rangeIs(200000, 2 * LabelBlock::blockSize);
+  struct Deletes : Api::Status::Notifiee {
+    void onLabelBlockAllocation(const Forma::Name& name) override {
+      notifier()->labelBlockAllocationDel(name);
+    }
+  } deletes;
+  deletes.notifierIs(status);
+  client("bgp")->labelRequestIs(LabelRequest("b"));
+  loop.runUntilIdle();
+  EXPECT_FALSE(status->labelBlockAllocation("bgp"));
+  deletes.notifierIs(nullptr);
+  client("bgp")->labelRequestIs(LabelRequest("c"));
+  EXPECT_NE(block("bgp", "b"), block("ldp", "a"));
+}
+
 TEST_F(LabelManagerSmTest, RefusalsKeepTheirTexts) {
   start();
   EXPECT_EQ(raised<Forma::NullException>([&] { sm->client()->requestIs(nullptr); }),
