@@ -44,6 +44,17 @@ void describeForwarding(CLI::App& app, Options& options) {
       ->check(Agents::notEmpty("DIR"));
 }
 
+void describePlan(CLI::App& app, Options& options) {
+  app.add_option("BASE", options.rangeBase, "First label of the dynamic range")
+      ->type_name("")
+      ->required()
+      ->check(CLI::Range(std::uint32_t{0}, Netbase::MplsLabel::max));
+  app.add_option("SIZE", options.rangeSize, "How many labels it has; 0 0 is the default range")
+      ->type_name("")
+      ->required()
+      ->check(CLI::Range(std::uint32_t{0}, Netbase::MplsLabel::max + 1));
+}
+
 constexpr Entry entries[] = {
     {"route", "The merged static MPLS routes", "show", "The routes in force, with their sources",
      routeShow},
@@ -57,6 +68,11 @@ constexpr Entry entries[] = {
     {"lfib", "", "lookups", "The labels whose packets are looked up in a VRF", lfibLookups},
     {"lfib", "", "unprogrammed", "The routes that are not forwarded, and why", lfibUnprogrammed,
      describeForwarding},
+    {"label", "The blocks of labels that the label manager gives to its clients", "show",
+     "Range, blocks and their owners, requests that wait", labelShow},
+    {"label", "", "watch", "Follow blocks and waiting requests until interrupted", labelWatch},
+    {"label", "", "plan", "What another dynamic range would do to each request", labelPlan,
+     describePlan},
     {"table", "Tables in shared memory", "show", "Rows, memory, writers and problems", tableShow},
     {"db", "The central database", "show", "Paths, owners, clients, log", dbShow},
 };

@@ -18,6 +18,8 @@ struct Options : Agents::CommonOptions {
   std::string forwarding;          ///< directory of the forwarding agent; empty: that in `run`
   std::uint32_t label = 0;         ///< of `lfib get`
   std::optional<unsigned> metric;  ///< the same; without: any
+  std::uint32_t rangeBase = 0;     ///< of `label plan`
+  std::uint32_t rangeSize = 0;     ///< the same
 };
 
 /// Runs a command; returns the exit code. Raises std::ios::failure when the standard output cannot
@@ -34,6 +36,9 @@ int lfibGet(const Options& options);
 int lfibWatch(const Options& options);
 int lfibLookups(const Options& options);
 int lfibUnprogrammed(const Options& options);
+int labelShow(const Options& options);
+int labelWatch(const Options& options);
+int labelPlan(const Options& options);
 int tableShow(const Options& options);
 
 /// Reads the command line. When there is nothing to run, after --help or an error, prints what is

@@ -13,7 +13,10 @@ namespace {
 /// Who creates a path.
 std::string startHint(const std::string& path) {
   if (path == Agents::staticInputPath) return "start static-route-agent --input static";
+  if (path == Agents::configPath) return "start static-route-agent --input static";
   if (path == Agents::mergedPath || path == Agents::dynamicInputDir) return "start mpls-agent";
+  if (path == Agents::apiStatusPath || path == Agents::labelWaitPath) return "start mpls-agent";
+  if (path == Agents::labelRequestDir) return "start mpls-agent";
   if (path.starts_with(Agents::ipLookupDir)) return "start forwarding-agent";
   return "start the agent that publishes it";
 }
