@@ -1,35 +1,52 @@
-# What `cmake --install` puts where: the library, its headers under include/libMpls (so that
-# "platform/forma/Ptr.h" cannot meet a folder of somebody else), the programs, the CMake package
-# `Mpls` with the target Mpls::Mpls, and libMpls.pc for pkg-config.
+# What `cmake --install` puts where, in the three parts that the Debian packages are made of:
+#
+#   library      libMpls.so.N
+#   development  its headers under include/libMpls (so that "platform/forma/Ptr.h" cannot meet a
+#                folder of somebody else), the CMake package `Mpls` with the target Mpls::mpls, and
+#                libMpls.pc for pkg-config
+#   programs     the agents and tools, documentation, systemd units and a tmpfiles.d entry
 include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Mpls")
 
-install(TARGETS Mpls EXPORT MplsTargets)
+install(TARGETS Mpls EXPORT MplsTargets
+        LIBRARY COMPONENT library NAMELINK_COMPONENT development
+        INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libMpls")
 list(REMOVE_ITEM PROGRAMS label-damage) # for drills
-if(PROGRAMS)
-  install(TARGETS ${PROGRAMS})
-endif()
+install(TARGETS ${PROGRAMS} RUNTIME COMPONENT programs)
 foreach(dir IN ITEMS platform ldp mpls)
-  if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}")
-    install(DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}"
-            DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libMpls"
-            FILES_MATCHING PATTERN "*.h")
-  endif()
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/${dir}"
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libMpls" COMPONENT development
+          FILES_MATCHING PATTERN "*.h")
 endforeach()
 
-install(EXPORT MplsTargets NAMESPACE Mpls:: DESTINATION "${package_dir}")
+install(EXPORT MplsTargets NAMESPACE Mpls:: DESTINATION "${package_dir}" COMPONENT development)
 configure_package_config_file(packaging/MplsConfig.cmake.in
                               "${PROJECT_BINARY_DIR}/packaging/MplsConfig.cmake"
                               INSTALL_DESTINATION "${package_dir}"
                               NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
-# Before 1.0 a minor release may change the ABI.
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/packaging/MplsConfigVersion.cmake"
-                                 COMPATIBILITY SameMinorVersion)
+                                 COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/packaging/MplsConfig.cmake"
               "${PROJECT_BINARY_DIR}/packaging/MplsConfigVersion.cmake"
-        DESTINATION "${package_dir}")
+        DESTINATION "${package_dir}" COMPONENT development)
 
 configure_file(packaging/libMpls.pc.in "${PROJECT_BINARY_DIR}/packaging/libMpls.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/packaging/libMpls.pc"
-        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+
+# systemd reads units below lib of its own prefix, whatever the architecture.
+file(GLOB units CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/packaging/systemd"
+     "packaging/systemd/*.service.in")
+foreach(unit IN LISTS units)
+  string(REPLACE ".in" "" name "${unit}")
+  configure_file("packaging/systemd/${unit}" "${PROJECT_BINARY_DIR}/packaging/systemd/${name}"
+                 @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/packaging/systemd/${name}" DESTINATION lib/systemd/system
+          COMPONENT programs)
+endforeach()
+install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT programs
+        FILES_MATCHING PATTERN "*.md")
+install(FILES packaging/systemd/mpls.conf DESTINATION lib/tmpfiles.d COMPONENT programs)
+
+include(packaging/deb.cmake)

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "agents/common/ExitCode.h"
+#include "agents/common/Version.h"
 #include "platform/forma/Trace.h"
 #include "platform/ringtrace/RingTrace.h"
 
@@ -34,7 +35,7 @@ std::string octal(mode_t mode) {
 }  // namespace
 
 void describe(CLI::App& app, CommonOptions& options) {
-  app.set_version_flag("--version", options.name + " " MPLS_VERSION);
+  app.set_version_flag("--version", versionText(options.name));
   app.add_option("--socket", options.socket, "Where centrum listens")
       ->type_name("PATH")
       ->envname("MPLS_CENTRUM")

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <set>
 
+#include "agents/common/Version.h"
+
 namespace StaticRoutes {
 
 namespace {
@@ -48,7 +50,7 @@ std::vector<InputOption> inputsFrom(const std::vector<std::string>& texts) {
 
 void describe(CLI::App& app, Options& options, std::vector<std::string>& inputs) {
   app.footer(footer);
-  app.set_version_flag("--version", "static-routes " MPLS_VERSION);
+  app.set_version_flag("--version", Agents::versionText("static-routes"));
   const auto notEmpty = [](const std::string& file) {
     return file.empty() ? std::string("expected a FILE") : std::string();
   };

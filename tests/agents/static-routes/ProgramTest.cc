@@ -1,4 +1,5 @@
 /// The program as its users meet it: files in, tables and exit codes out.
+#include "agents/common/Version.h"
 #include "tests/agents/Program.h"
 
 namespace {
@@ -109,7 +110,7 @@ TEST_F(ProgramTest, WrongUsageAndUnreadableFilesAreStatus2) {
   EXPECT_EQ(run({"--help"}), 0);
   EXPECT_NE(output.find("--input NAME=FILE"), std::string::npos);
   EXPECT_EQ(run({"--version"}), 0);
-  EXPECT_EQ(output, "static-routes " MPLS_VERSION "\n");
+  EXPECT_EQ(output, Agents::versionText("static-routes") + "\n");
 }
 
 TEST_F(ProgramTest, NeitherPipesNorAFullDiskHangIt) {

@@ -1,0 +1,7 @@
+#include "mpls/types/Version.h"
+
+namespace Mpls {
+
+std::string_view libraryVersion() { return MPLS_VERSION; }
+
+}  // namespace Mpls
