@@ -92,6 +92,17 @@
   ::Forma::Name name() const override { return ::Forma::valueToStrep(key##_); } \
   FORMA_ARGUMENTS(key)
 
+/// The same, for an entity that is made from a name and its key: it is called by that name, or,
+/// when that is empty, by the text of its key, which takes no memory.
+#define FORMA_NAMED_KEY(Type, key)                                               \
+  FORMA_KEY(Type, key)                                                           \
+ public:                                                                         \
+  ::Forma::Name name() const override {                                          \
+    ::Forma::Name given = FormaBase::name();                                     \
+    return given.empty() ? ::Forma::Name(::Forma::valueToStrep(key##_)) : given; \
+  }                                                                              \
+  FORMA_ARGUMENTS(name, key)
+
 #define FORMA_COMMA_VALUE(with, name) , name()
 /// The constructor's arguments, by the names of their getters, in order.
 #define FORMA_ARGUMENTS(...)                                                       \
@@ -102,6 +113,13 @@
   static constexpr std::string_view formaArgumentNames[] = {                       \
       FORMA_EACH(FORMA_MEMBER_NAME, , __VA_ARGS__)};                               \
                                                                                    \
+ private:
+
+/// The constructor takes nothing.
+#define FORMA_NO_ARGUMENTS                           \
+ public:                                             \
+  std::tuple<> formaArguments() const { return {}; } \
+                                                     \
  private:
 
 /// An attribute: name() and nameIs(v); `callback` of NotifieeConst runs when the value changed.
@@ -177,6 +195,9 @@
 /// The same; walks go in key order.
 #define FORMA_ORDERED_VALUES(Key, Value, name, newName, callback) \
   FORMA_VALUES_IN(OrderedMap, Key, Value, name, newName, callback)
+/// The same for small keys and values, of which there mostly is one.
+#define FORMA_FEW_VALUES(Key, Value, name, newName, callback) \
+  FORMA_VALUES_IN(FewMap, Key, Value, name, newName, callback)
 
 /// Values that know their key, each filed under it: as FORMA_VALUES, but written by nameIs(value)
 /// and newName(value). `keyField` is the field of the value that is its key. (nameIs(key, value),
@@ -243,9 +264,10 @@
  private:                                                                   \
   ::Forma::Reference<ElementType> name##_;
 
-#define FORMA_CHILDREN_THAT(surfaces, Key, ElementType, name, newName, callback)               \
+#define FORMA_CHILDREN_IN(Map, surfaces, Key, ElementType, name, newName, callback)            \
  private:                                                                                      \
-  ::Forma::Children<Key, ElementType, surfaces> name##_;                                       \
+  ::Forma::Children<Key, ElementType, surfaces, ::Forma::MemberKind::children, ::Forma::Map>   \
+      name##_;                                                                                 \
                                                                                                \
  public:                                                                                       \
   ::Forma::Ptr<ElementType> name(const Key& key) const { return name##Find(key); }             \
@@ -273,10 +295,13 @@
 
 /// Entities that the collection makes from their key (and further arguments) and owns.
 #define FORMA_CHILDREN(Key, Element, name, newName, callback) \
-  FORMA_CHILDREN_THAT(false, Key, Element, name, newName, callback)
-/// The same; a change of a child's content is announced as a change of its key, too.
+  FORMA_CHILDREN_IN(HashMap, false, Key, Element, name, newName, callback)
+/// The same; walks go in key order.
+#define FORMA_ORDERED_CHILDREN(Key, Element, name, newName, callback) \
+  FORMA_CHILDREN_IN(OrderedMap, false, Key, Element, name, newName, callback)
+/// As FORMA_CHILDREN; a change of a child's content is announced as a change of its key, too.
 #define FORMA_SURFACING_CHILDREN(Key, Element, name, newName, callback) \
-  FORMA_CHILDREN_THAT(true, Key, Element, name, newName, callback)
+  FORMA_CHILDREN_IN(HashMap, true, Key, Element, name, newName, callback)
 
 /// One entity that the member makes from its constructor's arguments and owns.
 #define FORMA_CHILD(ElementType, name, newName, callback)                         \

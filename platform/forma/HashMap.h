@@ -77,6 +77,9 @@ class HashMap : public SlotMap<K, V, Hash, Unordered> {
     std::uint32_t end_;             // 0 also means that the map is not pinned: it may have no block
   };
 
+  /// Walks that are under way; those that began while the map was empty, and visit nothing, apart.
+  std::size_t openWalks() const { return this->head() == nullptr ? 0 : this->head()->pins; }
+
   Cursor begin() const { return Cursor(*this); }
   std::default_sentinel_t end() const { return {}; }
 

@@ -14,6 +14,7 @@
 
 #include "platform/forma/Entity.h"
 #include "platform/forma/Errors.h"
+#include "platform/forma/FewMap.h"
 #include "platform/forma/HashMap.h"
 #include "platform/forma/OrderedMap.h"
 #include "platform/forma/Text.h"
@@ -113,16 +114,17 @@ struct Reference {
   Ptr<E> element;
 };
 
-/// Entities that the member owns, by key. Held as Ptr<Entity>, so that all collections of one key
-/// type share their code.
-template <class K, class E, bool surfacing = false, MemberKind memberKind = MemberKind::children>
+/// Entities that the member owns, by key; `Map` says whether a walk goes in key order. Held as
+/// Ptr<Entity>, so that all collections of one key type share their code.
+template <class K, class E, bool surfacing = false, MemberKind memberKind = MemberKind::children,
+          template <class, class, class> class Map = HashMap>
 struct Children {
   static constexpr MemberKind kind = memberKind;
   static constexpr bool surfaces = surfacing;
   using Key = K;
   using Element = E;
   using Held = Ptr<Entity>;
-  HashMap<K, Ptr<Entity>> map;
+  Map<K, Ptr<Entity>, DefaultHash> map;
 
   Children() = default;
   Children(const Children&) = delete;
@@ -201,7 +203,7 @@ class WalkRange {
 
 /// Refuses to hand out `there` for constructor arguments that it was not made with.
 template <class E, class... Args>
-void refuseOtherArguments(const E& there, const Args&... asked) {
+requires(sizeof...(Args) != 0) void refuseOtherArguments(const E& there, const Args&... asked) {
   const auto made = there.formaArguments();
   const auto compare = [&]<std::size_t... at>(std::index_sequence<at...>) {
     const auto one = [&](std::string_view name, const auto& has, const auto& wants) {
@@ -212,5 +214,8 @@ void refuseOtherArguments(const E& there, const Args&... asked) {
   };
   compare(std::index_sequence_for<Args...>{});
 }
+/// What is made from nothing.
+template <class E>
+void refuseOtherArguments(const E& /*there*/) {}
 
 }  // namespace Forma

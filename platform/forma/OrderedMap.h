@@ -1,8 +1,11 @@
 /// A map that is walked in the order of its keys: lookup by hash in constant time, insertion and
 /// removal in O(log n) by a tree through the slots. It may change, in any way, while it is walked.
+/// An element takes its place in the tree when somebody next asks for the order: until then it
+/// costs what it does in a HashMap.
 ///
 /// Memory as a HashMap's, and 12 bytes more for each element. Keys have `==`, a hash and `<`;
-/// SlotMap says what holds for elements, threads, errors and pointers.
+/// SlotMap says what holds for elements, threads, errors and pointers. Readers that share a map
+/// must not ask for its order, unless somebody did since it last changed.
 #pragma once
 
 #include <compare>
@@ -27,6 +30,28 @@ struct KeyOrder {
   }
   template <class Map>
   static void added(const Map& map, std::uint32_t at) {
+    tree(map).wait(at);
+  }
+  template <class Map>
+  static void removing(const Map& map, std::uint32_t at) {
+    tree(map).unlink(at);
+  }
+  /// Puts those that wait in their places.
+  template <class Map>
+  static void settle(const Map& map) {
+    if (map.head() == nullptr || !tree(map).hasWaiting()) [[likely]]
+      return;
+    std::uint32_t at = tree(map).takeWaiting();
+    while (at != noSlot) {
+      const std::uint32_t older = tree(map).olderOf(at);
+      place(map, at);
+      at = older;
+    }
+  }
+
+ private:
+  template <class Map>
+  static void place(const Map& map, std::uint32_t at) {
     std::uint32_t parent = noSlot;
     SlotTree::Side side = SlotTree::left_;
     for (std::uint32_t n = map.head()->root; n != noSlot; n = map.slot(n).tail.child[side]) {
@@ -34,10 +59,6 @@ struct KeyOrder {
       side = map.slot(at).key < map.slot(n).key ? SlotTree::left_ : SlotTree::right_;
     }
     tree(map).link(at, parent, side);
-  }
-  template <class Map>
-  static void removing(const Map& map, std::uint32_t at) {
-    tree(map).unlink(at);
   }
 };
 
@@ -138,6 +159,7 @@ class OrderedMap : public SlotMap<K, V, Hash, KeyOrder> {
   const K* keyAt(std::uint32_t at) const { return at == noSlot ? nullptr : &this->slot(at).key; }
 
   std::uint32_t firstSlot() const {
+    KeyOrder::settle(base());
     return this->empty() ? noSlot : KeyOrder::tree(base()).first();
   }
   std::uint32_t slotNext(std::uint32_t at) const { return KeyOrder::tree(base()).next(at); }
@@ -146,6 +168,7 @@ class OrderedMap : public SlotMap<K, V, Hash, KeyOrder> {
   /// The least slot whose key `reaches`, which holds from some key on.
   template <class Reaches>
   std::uint32_t bound(Reaches reaches) const {
+    KeyOrder::settle(base());
     std::uint32_t best = noSlot;
     std::uint32_t n = this->head() == nullptr ? noSlot : this->head()->root;
     while (n != noSlot) {
@@ -160,6 +183,7 @@ class OrderedMap : public SlotMap<K, V, Hash, KeyOrder> {
   }
   /// The slot after `key`, which was in slot `at`: one step if it still is.
   std::uint32_t following(std::uint32_t at, const K& key) const {
+    KeyOrder::settle(base());
     const bool stays = this->head() != nullptr && at < this->head()->used && this->live(at) &&
                        this->slot(at).key == key;
     return stays ? slotNext(at) : slotAfter(key);

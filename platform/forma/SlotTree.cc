@@ -1,6 +1,7 @@
 #include "platform/forma/SlotTree.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Forma {
 
@@ -19,7 +20,49 @@ void SlotTree::link(std::uint32_t slot, std::uint32_t parent, Side side) const {
   balanceUpFrom(parent);
 }
 
+// ---- Slots that wait ----------------------------------------------------------------------------
+
+void SlotTree::wait(std::uint32_t slot) const {
+  if (*root_ == noSlot) return link(slot, noSlot, left_);
+  const std::uint32_t newest = node(*root_).parent;
+  node(slot) = {{newest, noSlot}, noSlot, liveLink};
+  if (newest != noSlot) node(newest).parent = slot;
+  node(*root_).parent = slot;
+}
+
+std::uint32_t SlotTree::takeWaiting() const {
+  return *root_ == noSlot ? noSlot : std::exchange(node(*root_).parent, noSlot);
+}
+
+/// Those that were taken wait again. One of them becomes the tree when there is none.
+void SlotTree::waitingAre(std::uint32_t newest) const {
+  if (newest == noSlot) return;
+  if (*root_ == noSlot) {
+    const std::uint32_t older = olderOf(newest);
+    link(newest, noSlot, left_);
+    newest = older;
+    if (newest != noSlot) node(newest).parent = noSlot;
+  }
+  node(*root_).parent = newest;
+}
+
+void SlotTree::leave(std::uint32_t waiting) const {
+  const std::uint32_t newer = node(waiting).parent, older = olderOf(waiting);
+  if (newer == noSlot) node(*root_).parent = older;
+  else node(newer).child[left_] = older;
+  if (older != noSlot) node(older).parent = newer;
+}
+
+// ---- Slots in the tree --------------------------------------------------------------------------
+
 void SlotTree::unlink(std::uint32_t slot) const {
+  if (height(slot) == 0) return leave(slot);
+  const std::uint32_t waiting = takeWaiting();
+  cut(slot);
+  waitingAre(waiting);
+}
+
+void SlotTree::cut(std::uint32_t slot) const {
   const Node gone = node(slot);
   std::uint32_t changed = gone.parent;  // the lowest node whose subtree lost one
   if (gone.child[left_] == noSlot || gone.child[right_] == noSlot) {

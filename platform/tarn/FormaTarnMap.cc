@@ -79,8 +79,16 @@ void finish(Forma::Entity& entity, std::vector<Move>& moves) {
 
 void attachWriter(Forma::Entity& entity, Tarn::WriterDirectory& directory,
                   std::size_t initialRows) {
+  attachWriter(entity, directory, [initialRows](std::string_view) { return initialRows; });
+}
+
+void attachWriter(Forma::Entity& entity, Tarn::WriterDirectory& directory,
+                  const InitialRows& initialRows) {
   std::vector<Move> moves = tablesOf(entity);
-  for (Move& move : moves) move.home = move.table.tarnTable().homeIn(directory, initialRows);
+  for (Move& move : moves) {
+    const TarnTable& table = move.table.tarnTable();
+    move.home = table.homeIn(directory, initialRows(table.name()));
+  }
   finish(entity, moves);
 }
 

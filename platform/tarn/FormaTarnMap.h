@@ -22,6 +22,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -68,6 +69,10 @@ class MPLS_EXPORT EntityTable : public Forma::TableBase {
 /// none is. What a notifiee throws is raised when all has been told.
 MPLS_EXPORT void attachWriter(Forma::Entity& entity, Tarn::WriterDirectory& directory,
                               std::size_t initialRows = 1024);
+/// The same; `initialRows` tells for how many rows the table of a name is made.
+using InitialRows = std::function<std::size_t(std::string_view table)>;
+MPLS_EXPORT void attachWriter(Forma::Entity& entity, Tarn::WriterDirectory& directory,
+                              const InitialRows& initialRows);
 /// The same, as a reader: from then on who observes hears of each key that the writer changes, in
 /// the directory's loop. The tables, and the directory, may come later.
 MPLS_EXPORT void attachReader(Forma::Entity& entity, Tarn::ReaderDirectory& directory);

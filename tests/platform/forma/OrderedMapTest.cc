@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "platform/forma/FewMap.h"
 #include "tests/platform/forma/MapModel.h"
 
 namespace {
@@ -16,6 +17,7 @@ using Forma::OrderedMap;
 
 TEST(OrderedMapTest, RandomStepsAgreeWithAModelForGoodAndBadHashes) {
   checkAgainstModelForGoodAndBadHashes<OrderedMap, true>();
+  checkAgainstModel<Forma::FewMap, std::int32_t, Forma::DefaultHash, true>();
 }
 
 TEST(OrderedMapTest, ComparisonAndHashAreThoseOfTheContentsInKeyOrder) {
@@ -56,6 +58,7 @@ TEST(OrderedMapTest, TheTreeStaysBalancedWhateverTheOrderOfChanges) {
     for (const int size : {n, n / 8}) {  // again after most of one side was removed
       while (static_cast<int>(map.size()) > size) map.erase(Key(*map.first()));
       const int limit = static_cast<int>(1.45 * std::log2(size + 2));
+      map.first();  // from here on there is an order
       for (const int key : order) {
         Key::comparisons = 0;
         map.after(Key{key});
