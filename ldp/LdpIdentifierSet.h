@@ -11,8 +11,7 @@ namespace Ldp {
 /// The identifiers attached to one FEC, such as the peers to which its binding was advertised.
 class MPLS_EXPORT LdpIdentifierSet : public Forma::NamedEntity {
   FORMA_ENTITY(Ldp::LdpIdentifierSet, Forma::NamedEntity, identifier)
-  FORMA_KEY(Mpls::FwdEqvClass, fec)
-  FORMA_ARGUMENTS(name, fec)
+  FORMA_NAMED_KEY(Mpls::FwdEqvClass, fec)
   /// In key order; membership is what counts, the flag is stored as given.
   FORMA_ORDERED_VALUES(LdpIdentifier, bool, identifier, newIdentifier, onIdentifier)
 
@@ -26,8 +25,7 @@ class MPLS_EXPORT LdpIdentifierSet : public Forma::NamedEntity {
   LdpIdentifierSet(Forma::Name name, Mpls::FwdEqvClass fec)
       : NamedEntity(std::move(name)), fec_(fec) {}
   /// Named after its FEC, as a table makes it.
-  explicit LdpIdentifierSet(Mpls::FwdEqvClass fec)
-      : LdpIdentifierSet(Forma::valueToStrep(fec), fec) {}
+  explicit LdpIdentifierSet(Mpls::FwdEqvClass fec) : LdpIdentifierSet(Forma::Name(), fec) {}
   ~LdpIdentifierSet() override;
 };
 

@@ -5,7 +5,8 @@
 
 namespace Mpls {
 
-/// Registers the label binding tables, and the value types that they hold.
+/// Registers the label binding tables, the segment-routing tables and the tunnel interfaces, and
+/// the value types that they hold.
 MPLS_EXPORT void registerTableTypes(Forma::TypeRegistry& registry);
 
 }  // namespace Mpls

@@ -2,9 +2,11 @@
 // and bytes that were damaged on the way.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <vector>
 
+#include "ldp/Registration.h"
 #include "mpls/entities/Registration.h"
 #include "mpls/lfib/Registration.h"
 
@@ -37,6 +39,10 @@ constexpr std::string_view twoViaKeys =
     "[Value('Mpls::LfibViaKey', ** {'source': lfibSourceLdp, 'viaType': viaTypeVlan, 'index': 0}), "
     "Value('Mpls::LfibViaKey', ** {'source': lfibSourceMax, 'viaType': viaTypeMax, 'index': 7})]";
 
+constexpr std::string_view oneFibVia =
+    "[Value('Tarn::Fib::Via', ** {'nextHop': fe80::1, 'intf': 'eth0', 'labelStack': [16001, 17], "
+    "'weight': 1})]";
+
 /// Texts of the types that have no fields, but for their default; enumerations bring their own.
 const std::map<std::string_view, std::vector<std::string_view>> samples = {
     {"bool", {"true"}},
@@ -53,10 +59,13 @@ const std::map<std::string_view, std::vector<std::string_view>> samples = {
     {"Netbase::IntfId", {"'Ethernet25'", "'fifteen-bytes-x'"}},
     {"Netbase::IpGenAddr", {"10.0.0.1", "fe80::1"}},
     {"Netbase::IpGenPrefix", {"0.0.0.0/0", "10.128.0.0/9", "2001:db8::/32", "::1/128"}},
+    {"Netbase::Ip6Prefix", {"2001:db8::/32", "::1/128"}},
     {"Netbase::MplsLabel", {"0", "16", "1048575", "8388608"}},
     {"Netbase::NetU16", {"258", "65535"}},
     {"Netbase::NetU32", {"16909060", "4294967295"}},
+    {"Netbase::Prefix", {"10.128.0.0/9", "192.0.2.1/32"}},
     {"Netbase::VlanId", {"4094"}},
+    {"Tarn::Fib::Via[ViaIndexRange]", {oneFibVia}},
 };
 
 /// Whether the call is accepted. What is refused changes nothing.
@@ -82,6 +91,7 @@ bool decodes(AnyValue& v, std::string_view bytes) {
 class RegistryRoundTripTest : public ::testing::Test {
  protected:
   RegistryRoundTripTest() {
+    Ldp::registerEntityTypes(registry);
     Mpls::registerEntityTypes(registry);
     Mpls::registerLfibTypes(registry);
     Mpls::registerLfibTypes(registry);  // a second time changes nothing
@@ -108,15 +118,21 @@ class RegistryRoundTripTest : public ::testing::Test {
     return all;
   }
 
+  static bool holdsRouterId(const ValueType& type) {
+    return type.name == "Mpls::RouterId" || std::ranges::any_of(type.fields, [](const auto& field) {
+             return field.type == "Mpls::RouterId";
+           });
+  }
+
   void expectRoundTrip(const AnyValue& v) const {
     AnyValue back(registry, v.type());
     EXPECT_TRUE(decodes(back, v.wire()) && back == v && back.hash() == v.hash()) << v.text();
     // A label range that was never set prints, but its text is not accepted.
-    if (v.text() == "Value('Mpls::LabelRange', ** {'base': 1048576, 'size': 0})") return;
+    if (v.text().view().find("{'base': 1048576, 'size': 0}") != std::string::npos) return;
     back = AnyValue(registry, v.type());
     EXPECT_TRUE(parses(back, v.text()) && back.text() == v.text()) << v.text();
     // Protocols that print alike are read as one of them; see RouterId.
-    if (v.type().name == "Mpls::RouterId") return;
+    if (holdsRouterId(v.type())) return;
     EXPECT_TRUE(back == v && back.hash() == v.hash()) << v.text();
   }
 
