@@ -1,28 +1,43 @@
 #include "agents/routes/RouteLoader.h"
 
+#include <stdexcept>
+
+#include "mpls/routeconfig/CopyHandlerDir.h"
+
 namespace StaticRoutes {
 
 namespace {
 
-void viasAre(Mpls::Route& route, const Vias& vias) {
-  for (const Mpls::Via& via : vias)
-    if (!route.viaFind(via)) route.viaIs(via, true);
-  for (const auto& one : route.viaIteratorConst())
-    if (!vias.contains(one.key)) route.viaDel(one.key);
+Session::CopyHandlers copyHandlers() {
+  const auto dir = Mpls::copyHandlerDirFactory("mpls");
+  dir->newCopyHandler();
+  Session::CopyHandlers handlers;
+  handlers.addAllOf(dir);
+  return handlers;
 }
 
 }  // namespace
 
-void routesAre(Mpls::RouteConfigInput& input, const std::map<Mpls::RouteKey, Vias>& routes,
-               bool dynamic) {
-  for (const auto& one : input.routeIteratorConst())
-    if (!routes.contains(one.key)) input.routeDel(one.key);
+Forma::Ptr<Mpls::RouteConfigInput> candidateFrom(const Forma::Name& name,
+                                                 const std::map<Mpls::RouteKey, Vias>& routes,
+                                                 bool dynamic) {
+  auto candidate = Mpls::routeConfigInputFactory(name);
+  candidate->routeReserve(routes.size());
   for (const auto& [key, vias] : routes) {
-    const bool there = input.routeFind(key) != nullptr;
-    const Forma::Ptr<Mpls::Route> route = input.routeIs(key);
-    if (!there) route->dynamicIs(dynamic);
-    viasAre(*route, vias);
+    const Forma::Ptr<Mpls::Route> route = candidate->routeIs(key);
+    route->dynamicIs(dynamic);
+    for (const Mpls::Via& via : vias) route->viaIs(via, true);
   }
+  return candidate;
+}
+
+void commit(const Forma::Ptr<Mpls::RouteConfigInput>& input,
+            const Forma::PtrConst<Mpls::RouteConfigInput>& candidate) {
+  const Session::CopyHandlers handlers = copyHandlers();
+  Session::EntityCopy copy(handlers);
+  if (copy.copyEntity(input, candidate)) return;
+  const Session::CopyFailure& first = copy.failures().front();
+  throw std::runtime_error(first.path + ": " + first.text);
 }
 
 }  // namespace StaticRoutes

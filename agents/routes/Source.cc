@@ -1,6 +1,7 @@
 #include "agents/routes/Source.h"
 
 #include <system_error>
+#include <utility>
 
 #include "agents/routes/FileText.h"
 #include "agents/routes/RouteLoader.h"
@@ -30,7 +31,7 @@ std::string Source::reload() {
 
 void Source::inputIs(Forma::Ptr<Mpls::RouteConfigInput> input) {
   input_ = std::move(input);
-  if (loaded_) routesAre(*input_, std::exchange(routes_, {}), dynamic_);
+  publish();
 }
 
 /// Whether the text was understood.
@@ -44,11 +45,16 @@ bool Source::applyText(const std::string& text) {
 
 void Source::apply(RouteFile file) {
   loaded_ = true;
-  if (input_) routesAre(*input_, file.routes, dynamic_);
-  else routes_ = std::move(file.routes);
+  candidate_ = candidateFrom(name(), std::exchange(file.routes, {}), dynamic_);
   config_.labelRanges = std::move(file.labelRanges);
   config_.disabledIntfs = std::move(file.disabledIntfs);
   errors_ = std::move(file.diagnostics);
+  publish();
+}
+
+/// Once there is both: something to publish, and where.
+void Source::publish() {
+  if (input_ && candidate_) commit(input_, std::exchange(candidate_, nullptr));
 }
 
 }  // namespace StaticRoutes

@@ -30,7 +30,8 @@ class Source {
   const std::string& name() const { return config_.name; }
   const std::string& file() const { return file_; }
   const Forma::Ptr<Mpls::RouteConfigInput>& input() const { return input_; }
-  /// Publishes the routes there from now on, those that were loaded before included.
+  /// Publishes the routes there from now on, those that were loaded before included. As each load
+  /// then, raises std::runtime_error when not all of them could be written.
   void inputIs(Forma::Ptr<Mpls::RouteConfigInput> input);
   /// What the file says beside routes.
   const ConfigSource& config() const { return config_; }
@@ -42,13 +43,14 @@ class Source {
  private:
   bool applyText(const std::string& text);
   void apply(RouteFile file);
+  void publish();
 
   std::string file_;
   Forma::Ptr<Mpls::RouteConfigInput> input_;
   Mpls::RouteMetric metric_;
   bool dynamic_;
   bool loaded_ = false;
-  std::map<Mpls::RouteKey, Vias> routes_;  // while there is no input
+  Forma::Ptr<Mpls::RouteConfigInput> candidate_;  // what was loaded and is not published yet
   ConfigSource config_;
   std::vector<Diagnostic> errors_;
 };

@@ -27,6 +27,9 @@ class MPLS_EXPORT Route : public Forma::Entity {
 
   explicit Route(RouteKey key) : key_(key) {}
   ~Route() override;
+
+  /// Whether everything but the key is the same. Copies nothing.
+  bool sameContent(const Route& other) const;
 };
 
 FORMA_FACTORY(routeFactory, Route, RouteKey)

@@ -21,6 +21,9 @@ class MPLS_EXPORT RouteConfigInput : public Forma::NamedEntity {
 
   explicit RouteConfigInput(Forma::Name name) : NamedEntity(std::move(name)) {}
   ~RouteConfigInput() override;
+
+  /// Whether an iterator of `route` is open: somebody is in the middle of a walk.
+  bool iter() const { return route_.map.openWalks() != 0; }
 };
 
 /// The effective routes of the switch: each is the route of the one source that states its key.

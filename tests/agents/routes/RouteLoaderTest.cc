@@ -8,6 +8,7 @@
 
 #include "agents/routes/ConfigLoader.h"
 #include "tests/agents/routes/Texts.h"
+#include "tests/support/Checks.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ Routes routesOf(const Mpls::RouteConfigInput& input) {
 
 class RouteLoaderTest : public testing::Test {
  protected:
-  void load(const Routes& routes) { routesAre(*input, routes, true); }
+  void load(const Routes& routes) { commit(input, candidateFrom("te", routes, true)); }
 
   const Forma::Ptr<Mpls::RouteConfigInput> input = Mpls::routeConfigInputFactory("te");
 };
@@ -57,6 +58,14 @@ TEST_F(RouteLoaderTest, OnlyWhatDiffersIsTold) {
   EXPECT_EQ(counter.told[key(2)], 2);  // one via more, one less
   EXPECT_EQ(counter.told.count(key(3)), 0u);
   EXPECT_EQ(counter.told[key(4)], 3);  // there, dynamic, a via
+
+  input->formaReplicaIs(Forma::Replica::copy);  // as when somebody else owns it now
+  const Routes before = routesOf(*input);
+  EXPECT_EQ(Checks::raised<std::runtime_error>([&] {
+              load({{key(4), {via(20)}}, {key(5), {}}});
+            }),
+            "te.route/" + std::string(input->route(key(2))->name()) + ": te is a read-only copy");
+  EXPECT_EQ(routesOf(*input), before);
 }
 
 TEST_F(RouteLoaderTest, ARouteIsNeverWithoutViasWhileItChanges) {

@@ -1,0 +1,9 @@
+#include "mpls/routeconfig/CopyHandlerDir.h"
+
+namespace Mpls {
+
+FORMA_DEFINE_ENTITY(CopyHandlerDir)
+
+CopyHandlerDir::~CopyHandlerDir() = default;
+
+}  // namespace Mpls

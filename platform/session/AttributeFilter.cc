@@ -1,0 +1,9 @@
+#include "platform/session/AttributeFilter.h"
+
+namespace Session {
+
+FORMA_DEFINE_ENTITY(AttributeFilter)
+
+AttributeFilter::~AttributeFilter() = default;
+
+}  // namespace Session

@@ -1,0 +1,7 @@
+#include "platform/session/EntityCopyHandler.h"
+
+namespace Session {
+
+EntityCopyHandler::~EntityCopyHandler() = default;
+
+}  // namespace Session
