@@ -35,12 +35,16 @@ std::string octal(mode_t mode) {
 }  // namespace
 
 void describe(CLI::App& app, CommonOptions& options) {
-  app.set_version_flag("--version", versionText(options.name));
   app.add_option("--socket", options.socket, "Where centrum listens")
       ->type_name("PATH")
       ->envname("MPLS_CENTRUM")
       ->check(notEmpty("PATH"))
       ->capture_default_str();
+  describeTraces(app, options);
+}
+
+void describeTraces(CLI::App& app, CommonOptions& options) {
+  app.set_version_flag("--version", versionText(options.name));
   app.add_option("--trace", options.trace, "Trace levels, such as RouteConfigMergeSm/8,*/1")
       ->type_name("SETTING")
       ->envname("MPLS_TRACE");

@@ -19,6 +19,8 @@ struct CommonOptions {
 
 /// Adds --socket, --trace, --ring-file and --version to a command line.
 void describe(CLI::App& app, CommonOptions& options);
+/// The same without --socket, for programs that need no database.
+void describeTraces(CLI::App& app, CommonOptions& options);
 
 /// Reads the command line; raises CLI::ParseError after --help or an error. When there is nothing
 /// to run, prints what is to be said and returns false; `exitCode` is then set.

@@ -31,12 +31,34 @@ inline std::string ipLookupPath(const std::string& lfib) { return ipLookupDir + 
 /// Of type Mpls::LfibCentrumStatus: what stands in the forwarding map for one label each.
 inline const std::string labelViasPath = "routing/mpls/lfib/labelVias";
 
+/// Of type Ldp::LdpLinkReadyStatusVrfColl: on which links LDP is ready; owned by the LDP agent, or
+/// by that instance of it.
+inline std::string ldpLinkReadyPath(const std::string& instance) {
+  return "routing/mpls/ldp/linkReady" + (instance.empty() ? "" : "-" + instance);
+}
+
 /// Holds what agents share beside the database, unless --run says otherwise.
 inline constexpr const char* defaultRun = "/run/mpls";
 /// Holds a directory of LFIB tables for each agent that writes such.
 inline std::string lfibParent(const std::string& run) { return run + "/lfib"; }
 /// That of the static routes.
 inline std::string staticLfib(const std::string& run) { return lfibParent(run) + "/static"; }
+/// Holds a directory of segment-routing tables for each instance of a protocol that writes such,
+/// whose LFIB is called "sr-" and the instance.
+inline std::string srParent(const std::string& run) { return run + "/sr"; }
+inline std::string srTables(const std::string& run, const std::string& instance) {
+  return srParent(run) + "/" + instance;
+}
+inline std::string srLfib(const std::string& run, const std::string& instance) {
+  return lfibParent(run) + "/sr-" + instance;
+}
+/// The tables and the LFIB of the LDP agent, or of that instance of it.
+inline std::string ldpTables(const std::string& run, const std::string& instance) {
+  return run + "/ldp" + (instance.empty() ? "" : "-" + instance);
+}
+inline std::string ldpLfib(const std::string& run, const std::string& instance) {
+  return ldpTables(lfibParent(run), instance);
+}
 /// Holds the tables of the forwarding agent.
 inline std::string forwardingTables(const std::string& run) { return run + "/forwarding"; }
 

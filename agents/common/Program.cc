@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "agents/common/ExitCode.h"
+#include "ldp/Registration.h"
 #include "mpls/entities/Registration.h"
 #include "mpls/lfib/Registration.h"
 #include "platform/centrum/Registration.h"
@@ -25,6 +26,7 @@ Forma::TypeRegistry entityTypes() {
   Forma::TypeRegistry registry;
   Mpls::registerEntityTypes(registry);
   Mpls::registerLfibTypes(registry);
+  Ldp::registerEntityTypes(registry);
   Centrum::registerTypes(registry);
   return registry;
 }

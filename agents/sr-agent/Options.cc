@@ -1,0 +1,66 @@
+#include "agents/sr-agent/Options.h"
+
+#include <filesystem>
+
+#include "agents/common/Paths.h"
+
+namespace SrAgent {
+
+namespace {
+
+constexpr const char* description =
+    "Replays a recorded router into segment-routing tables and a label forwarding table (LFIB) in "
+    "shared\nmemory: its global blocks, its prefix segments, the routes that it installs with "
+    "labels, its labels.\nSIGHUP reads the recording again; only what differs is written.";
+
+constexpr const char* footer =
+    "Exit codes: 0 ended by SIGINT or SIGTERM, or by --once; 2 wrong usage, a recording that "
+    "cannot be\nread at start, or a directory that cannot be used, as when another process writes "
+    "there; 4 a fault.\nThe tables stay when it ends, and the next one goes on from them.";
+
+/// "rt1" of "data/rt1/".
+std::string lastName(const std::string& folder) {
+  const std::filesystem::path path = std::filesystem::path(folder).lexically_normal();
+  return (path.has_filename() ? path : path.parent_path()).filename().string();
+}
+
+std::string instanceProblem(const std::string& text) {
+  const bool isName = !text.empty() && text.find('/') == std::string::npos && text.front() != '.';
+  return isName ? "" : "expected a name without \"/\" that does not begin with a dot";
+}
+
+}  // namespace
+
+std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
+  Options options;
+  options.name = "sr-agent";
+  std::string run = Agents::defaultRun;
+  CLI::App app(description, options.name);
+  app.footer(footer);
+  app.add_option("router", options.router, "Folder of the router: config.json and events.jsonl")
+      ->type_name("DIR")
+      ->required()
+      ->check(Agents::notEmpty("DIR"));
+  app.add_option("--instance", options.instance,
+                 "What the tables are called [the last name of DIR]")
+      ->type_name("NAME")
+      ->check(CLI::Validator(instanceProblem, ""));
+  app.add_flag("--once", options.once, "End when the tables are written");
+  Agents::describeTraces(app, options);
+  Agents::describeRun(app, run);
+  app.add_option("--tables", options.tables,
+                 "Directory of the segment-routing tables [sr/NAME in that of --run]")
+      ->type_name("DIR")
+      ->check(Agents::notEmpty("DIR"));
+  app.add_option("--lfib", options.lfib, "Directory of the LFIB [lfib/sr-NAME in that of --run]")
+      ->type_name("DIR")
+      ->check(Agents::notEmpty("DIR"));
+  Agents::describe(app, options.permissions);
+  if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
+  if (options.instance.empty()) options.instance = lastName(options.router);
+  if (options.tables.empty()) options.tables = Agents::srTables(run, options.instance);
+  if (options.lfib.empty()) options.lfib = Agents::srLfib(run, options.instance);
+  return options;
+}
+
+}  // namespace SrAgent
