@@ -14,7 +14,8 @@ constexpr const char* description =
     "in memory.";
 
 constexpr const char* footer =
-    "Exit codes: 0 all right; 2 wrong usage, or output that cannot be written; 3 the database is "
+    "Exit codes: 0 all right; 1 they differ (ldp verify); 2 wrong usage, or output that cannot be "
+    "written; 3 the database is "
     "away, or does\nnot have what is to be shown, or refused to tell, and the same of tables; 4 a "
     "fault, or a table that is damaged.";
 
@@ -55,6 +56,31 @@ void describePlan(CLI::App& app, Options& options) {
       ->check(CLI::Range(std::uint32_t{0}, Netbase::MplsLabel::max + 1));
 }
 
+void describeTables(CLI::App& app, Options& options, const char* where) {
+  app.add_option("--tables", options.tables, where)
+      ->type_name("DIR")
+      ->check(Agents::notEmpty("DIR"));
+}
+
+void describeLdp(CLI::App& app, Options& options) {
+  describeTables(app, options, "Directory of the LDP tables [ldp in that of --run]");
+  app.add_option("--instance", options.instance, "Of several LDP agents: which")->type_name("NAME");
+}
+
+void describeVerify(CLI::App& app, Options& options) {
+  app.add_option("FILE", options.file,
+                 "State of the router: ietf-mpls-ldp JSON, or `show mpls ldp binding json` of FRR")
+      ->type_name("")
+      ->required()
+      ->check(Agents::notEmpty("FILE"));
+  describeLdp(app, options);
+}
+
+void describeSr(CLI::App& app, Options& options) {
+  describeTables(app, options, "Directory of the tables [all in sr in that of --run]");
+  app.add_option("--instance", options.instance, "The one of that name only")->type_name("NAME");
+}
+
 constexpr Entry entries[] = {
     {"route", "The merged static MPLS routes", "show", "The routes in force, with their sources",
      routeShow},
@@ -73,6 +99,13 @@ constexpr Entry entries[] = {
     {"label", "", "watch", "Follow blocks and waiting requests until interrupted", labelWatch},
     {"label", "", "plan", "What another dynamic range would do to each request", labelPlan,
      describePlan},
+    {"ldp", "The label bindings of the LDP router and its peers", "show",
+     "Bindings, advertisements, filters, and the links that are ready", ldpShow, describeLdp},
+    {"ldp", "", "watch", "Follow them until interrupted", ldpWatch, describeLdp},
+    {"ldp", "", "verify", "Compare the tables with the state that the router tells of", ldpVerify,
+     describeVerify},
+    {"sr", "Segment routing", "show", "Global blocks, prefix segments, routes that push labels",
+     srShow, describeSr},
     {"table", "Tables in shared memory", "show", "Rows, memory, writers and problems", tableShow},
     {"db", "The central database", "show", "Paths, owners, clients, log", dbShow},
 };

@@ -16,6 +16,9 @@ struct Options : Agents::CommonOptions {
   std::string run = Agents::defaultRun;
   std::string lfib;                ///< directory of LFIB tables; empty: all that are in `run`
   std::string forwarding;          ///< directory of the forwarding agent; empty: that in `run`
+  std::string tables;              ///< of `ldp` and `sr`; empty: that of the instance in `run`
+  std::string instance;            ///< of `ldp` and `sr`
+  std::string file;                ///< of `ldp verify`
   std::uint32_t label = 0;         ///< of `lfib get`
   std::optional<unsigned> metric;  ///< the same; without: any
   std::uint32_t rangeBase = 0;     ///< of `label plan`
@@ -39,6 +42,10 @@ int lfibUnprogrammed(const Options& options);
 int labelShow(const Options& options);
 int labelWatch(const Options& options);
 int labelPlan(const Options& options);
+int ldpShow(const Options& options);
+int ldpWatch(const Options& options);
+int ldpVerify(const Options& options);
+int srShow(const Options& options);
 int tableShow(const Options& options);
 
 /// Reads the command line. When there is nothing to run, after --help or an error, prints what is
