@@ -69,7 +69,6 @@ LdpLibProducerSm::LdpLibProducerSm(Ptr<LabelBindingTable const> localLbt,
       peersReactor_(*this) {
   localReactor_.notifierIs(localLbt_);
   peersReactor_.notifierIs(peerLbtColl_);
-  followAll();
 }
 
 LdpLibProducerSm::~LdpLibProducerSm() = default;
@@ -89,17 +88,19 @@ void LdpLibProducerSm::handleInitialized() {
   tarnLbt_->localLbtAdvertisedToTable().eachKey([&](const LdpLocalLbtAdvertisedToKey& key) {
     first.keep([&] { handleLocalAdvertisedTo(key.fwdEqvClass(), key.ldpIdentifier()); });
   });
+  localLabelSets_.reserve(localLbt_->mplsLabelSets());
   for (const auto& one : localLbt_->mplsLabelSetIteratorConst())
-    first.keep([&] { handleLocalLabelColl(one.key); });
+    first.keep([&] { localLbtLabelSetIs(one.value); });
   for (const auto& one : localLbt_->fecFilteredStateIteratorConst())
     first.keep([&] { handleLocalFilterState(one.key); });
+  localAdvertisedToSets_.reserve(localLbt_->advertisedTos());
   for (const auto& one : localLbt_->advertisedToIteratorConst())
-    first.keep([&] { handleLocalAdvertisedToColl(one.key); });
+    first.keep([&] { localLbtAdvertisedToSetIs(one.value); });
   tarnLbt_->peerLbtFilterStateTable().eachKey([&](const LdpPeerLbtFilterStateKey& key) {
     first.keep([&] { handlePeerFilterState(key.ldpIdentifier(), key.fwdEqvClass()); });
   });
   for (const auto& one : peerLbtColl_->bindingTableIteratorConst())
-    first.keep([&] { handlePeerFecColl(one.key); });
+    first.keep([&] { peerLbtSetIs(one.value); });
   tarnLbt_->peerLbtTable().eachKey([&](const LdpPeerLbtKey& key) {
     first.keep([&] { handlePeerLabel(key.ldpIdentifier(), key.fwdEqvClass(), key.label()); });
   });
@@ -207,16 +208,6 @@ void LdpLibProducerSm::handlePeerFecColl(LdpIdentifier id) {
 }
 
 // ---- What is followed ---------------------------------------------------------------------------
-
-void LdpLibProducerSm::followAll() {
-  localLabelSets_.reserve(localLbt_->mplsLabelSets());
-  for (const auto& one : localLbt_->mplsLabelSetIteratorConst())
-    follow(localLabelSets_, one.key, one.value, *this);
-  localAdvertisedToSets_.reserve(localLbt_->advertisedTos());
-  for (const auto& one : localLbt_->advertisedToIteratorConst())
-    follow(localAdvertisedToSets_, one.key, one.value, *this);
-  for (const auto& one : peerLbtColl_->bindingTableIteratorConst()) followPeer(one.value);
-}
 
 void LdpLibProducerSm::followPeer(const Ptr<LabelBindingTable const>& peer) {
   LdpIdentifier id = peer->ldpIdentifier();

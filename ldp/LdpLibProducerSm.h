@@ -37,7 +37,7 @@ class MPLS_EXPORT LdpLibProducerSm : public Forma::PtrInterface {
   const Forma::Ptr<LdpLabelBindingTable>& tarnLbt() const { return tarnLbt_; }
   bool initialized() const { return initialized_; }
 
-  /// The full pass: all rows, then all facts.
+  /// The full pass: all rows, then all facts. Containers are followed as it comes to them.
   void handleInitialized();
 
   // ---- One fact, one row: it is there as long as the fact is ------------------------------------
@@ -133,7 +133,6 @@ class MPLS_EXPORT LdpLibProducerSm : public Forma::PtrInterface {
   void handlePeer(LdpIdentifier id);
   void handlePeerLabelSet(LdpIdentifier id, Fec fec);
 
-  void followAll();
   void followPeer(const Forma::Ptr<LabelBindingTable const>& peer);
   PeerLbtSet* peerLbtSet(const LdpIdentifier& id) const;
 
