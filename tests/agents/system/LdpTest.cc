@@ -81,15 +81,15 @@ TEST_F(LdpTest, ReadersHaveWhatTheRoutersKnowAndAPeerTakesItsOwnAlong) {
   const auto watch = start("mplsctl", ctl("watch", "west"));
   watch->awaitError("/run-west/ldp-west, writer ldp-agent (pid ");
   append("west/events.jsonl", lost);
-  EXPECT_EQ(lines(*watch, 6),
-            (Strings{"advertised removed: 192.0.2.1/32 to 192.0.2.2:0",
-                     "advertised removed: 192.0.2.2/32 to 192.0.2.2:0",
-                     "advertised removed: 192.0.2.3/32 to 192.0.2.2:0",
-                     "advertised removed: 203.0.113.0/24 to 192.0.2.2:0",
-                     "peer removed: 192.0.2.2:0 192.0.2.1/32 label 24",
-                     "peer removed: 192.0.2.2:0 192.0.2.2/32 label implicit-null"}));
-  EXPECT_EQ(lines(*watch, 2), (Strings{"peer removed: 192.0.2.2:0 192.0.2.3/32 label 25",
-                                       "link not ready: to-east"}));
+  Strings told = lines(*watch, 8);
+  EXPECT_EQ(std::erase(told, "link not ready: to-east"), 1U) << "it comes by another way";
+  EXPECT_EQ(told, (Strings{"advertised removed: 192.0.2.1/32 to 192.0.2.2:0",
+                           "advertised removed: 192.0.2.2/32 to 192.0.2.2:0",
+                           "advertised removed: 192.0.2.3/32 to 192.0.2.2:0",
+                           "advertised removed: 203.0.113.0/24 to 192.0.2.2:0",
+                           "peer removed: 192.0.2.2:0 192.0.2.1/32 label 24",
+                           "peer removed: 192.0.2.2:0 192.0.2.2/32 label implicit-null",
+                           "peer removed: 192.0.2.2:0 192.0.2.3/32 label 25"}));
   Json after = shown("west");
   EXPECT_EQ(after.at("peers").size(), 3U);
   EXPECT_EQ(readyLinks("west"), Strings{"to-north"});
