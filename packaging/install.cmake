@@ -3,7 +3,7 @@
 #   library      libMpls.so.N
 #   development  its headers under include/libMpls (so that "platform/forma/Ptr.h" cannot meet a
 #                folder of somebody else), the CMake package `Mpls` with the target Mpls::mpls, and
-#                libMpls.pc for pkg-config
+#                libMpls.pc for pkg-config; the examples of the guides
 #   programs     the agents and tools, documentation, systemd units and a tmpfiles.d entry
 include(CMakePackageConfigHelpers)
 
@@ -47,6 +47,7 @@ foreach(unit IN LISTS units)
 endforeach()
 install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT programs
         FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DATADIR}/libMpls" COMPONENT development)
 install(FILES packaging/systemd/mpls.conf DESTINATION lib/tmpfiles.d COMPONENT programs)
 
 include(packaging/deb.cmake)

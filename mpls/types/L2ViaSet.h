@@ -13,7 +13,7 @@ namespace Mpls::Hardware {
 /// L2 vias, each with a flag of its writer's choice. Sets are equal when they hold the same vias
 /// with the same flags.
 ///
-/// Text      Value('Mpls::Hardware::L2ViaSet', ** {'l2Via': {<l2Via>: <flag>, ...}}), in key order.
+/// Text      `Value('Mpls::Hardware::L2ViaSet', ** {'l2Via': {VIA: FLAG, ...}})`, in key order.
 /// Cost      lookup in constant time; one pointer while the set is empty.
 class L2ViaSet {
   FORMA_OPAQUE_VALUE(Mpls::Hardware::L2ViaSet)

@@ -14,7 +14,7 @@ namespace Mpls {
 /// Vias, each with a number of its writer's choice. Sets are equal when they hold the same vias
 /// with the same numbers; they are ordered like the sequences of their elements in key order.
 ///
-/// Text      Value('Mpls::ViaSet', ** {'via': {<via>: <number>, ...}}), in key order.
+/// Text      `Value('Mpls::ViaSet', ** {'via': {VIA: NUMBER, ...}})`, in key order.
 /// Cost      lookup in constant time; one pointer while the set is empty.
 class ViaSet {
   FORMA_OPAQUE_VALUE(Mpls::ViaSet)

@@ -1,6 +1,6 @@
 /// Text and wire form of ordered maps, for value types that are made of one.
 ///
-/// Text      {<key>: <value>, <key>: <value>}, in key order; any order is read.
+/// Text      `{KEY: VALUE, KEY: VALUE}`, in key order; any order is read.
 /// Wire      the number of elements (32 bits), then key and value of each.
 /// Errors    ParseException, also when a key stands there twice.
 /// Thread    any.

@@ -1,9 +1,9 @@
 /// The text form of every value: print(out, v) appends it, parse(in, v) reads it back.
 ///
 /// Integers print in decimal, bools as true and false, doubles in the shortest form that reads back
-/// equal, enumerations as their member's name. Strings stand in single quotes; a backslash, a
-/// quote and control characters are escaped (\\, \', \xNN), so any bytes survive. Declared value
-/// types print as records (Value.h), or in a compact form of their own.
+/// equal, enumerations as their member's name. Strings stand in single quotes, with a backslash
+/// before backslashes and quotes, and before x and two digits for a control character. Declared
+/// value types print as records (Value.h), or in a compact form of their own.
 ///
 /// Thread    any.
 /// Cost      appended to a character buffer; no stream, no allocation but the buffer's.

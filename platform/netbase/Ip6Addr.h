@@ -12,12 +12,12 @@
 
 namespace Netbase {
 
-/// An IPv6 address; :: by default, ordered numerically. Aligned to one byte.
+/// An IPv6 address; `::` by default, ordered numerically. Aligned to one byte.
 ///
 /// Printed as RFC 5952 has it: lower case, no leading zeros, the first of the longest runs of two
-/// or more zero groups as "::", and IPv4-mapped addresses as ::ffff:192.0.2.1. Every text of
-/// RFC 4291 section 2.2 is read, without a zone; bad text raises RangeException `Invalid IP address
-/// "..."`. Wire: the sixteen bytes.
+/// or more zero groups as "::", and IPv4-mapped addresses with an IPv4 address at their end. Every
+/// text of RFC 4291 section 2.2 is read, without a zone; bad text raises RangeException
+/// `Invalid IP address "..."`. Wire: the sixteen bytes.
 class Ip6Addr {
   FORMA_OPAQUE_VALUE(Netbase::Ip6Addr)
  public:

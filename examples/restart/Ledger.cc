@@ -1,0 +1,7 @@
+#include "Ledger.h"
+
+namespace Example {
+
+FORMA_DEFINE_ENTITY(Ledger)
+
+}  // namespace Example
