@@ -81,7 +81,7 @@ std::vector<std::string> LabelReader::gone() const {
   std::vector<std::string> lines;
   for (const std::string& path : paths) {
     const std::string text = Agents::ownerGoneText(program_.manager()->mountInfo(path));
-    if (!text.empty()) lines.push_back(path + ": " + text);
+    if (!text.empty()) lines.emplace_back(path).append(": ").append(text);
   }
   return lines;
 }
