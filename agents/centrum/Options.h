@@ -10,8 +10,7 @@
 
 namespace CentrumProgram {
 
-struct Options {
-  Agents::CommonOptions common;
+struct Options : Agents::CommonOptions {
   mode_t mode = 0660;  ///< of the socket
   std::string log;     ///< file; empty: none is kept
 };

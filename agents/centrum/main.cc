@@ -8,9 +8,7 @@
 #include <system_error>
 
 #include "agents/centrum/Options.h"
-#include "agents/common/ExitCode.h"
-#include "agents/common/Log.h"
-#include "agents/common/Program.h"
+#include "agents/common/Agent.h"
 #include "platform/centrum/Server.h"
 #include "platform/centrum/ServerStatus.h"
 #include "platform/centrum/UnixStream.h"
@@ -33,9 +31,9 @@ std::string adviceFor(const std::error_code& code) {
 
 Centrum::Server serverFor(const Options& options, Kiln::EventLoop& loop, Agents::Log& log) {
   Centrum::ServerOptions serverOptions;
-  serverOptions.report = [&log](const std::string& text) { log.say(text); };
+  serverOptions.report = [&log](const std::string& text) { log.warning(text); };
   try {
-    auto listener = Centrum::unixListenerFactory(loop, options.common.socket, options.mode);
+    auto listener = Centrum::unixListenerFactory(loop, options.socket, options.mode);
     auto file = options.log.empty() ? nullptr : Centrum::fileLogFactory(options.log);
     return {loop, std::move(listener), std::move(file), std::move(serverOptions)};
   } catch (const std::system_error& problem) {
@@ -52,27 +50,21 @@ std::size_t pathsOf(const Centrum::Database& database) {
   return paths;
 }
 
-void tell(const std::exception_ptr& problem, Agents::Log& log) {
-  try {
-    std::rethrow_exception(problem);
-  } catch (const std::exception& e) {
-    log.say(std::string("fault: ") + e.what());
-  }
-}
-
+/// Handles signals before it says anything, so that whoever read that may send them.
 int run(const Options& options) {
-  Agents::startTraces(options.common);
-  Agents::Log log("centrum");
+  Agents::Log log(options.name, options.logForm);
   Kiln::EventLoop loop;
-  for (const int signo : {SIGTERM, SIGINT, SIGHUP})
-    loop.signalIs(signo, [&loop](int) { loop.stop(); });
+  for (const int signo : {SIGTERM, SIGINT}) loop.signalIs(signo, [&loop](int) { loop.stop(); });
+  loop.signalIs(SIGHUP, [&log](int) { log.info("SIGHUP: there is nothing to read again"); });
   // One connection's trouble must not end the service of the others.
-  loop.exceptionHandlerIs([&log](const std::exception_ptr& problem) { tell(problem, log); });
+  loop.exceptionHandlerIs([&log](const std::exception_ptr& problem) {
+    log.error("fault: " + Agents::problemText(problem));
+  });
   Centrum::Server server = serverFor(options, loop, log);
-  if (!server.log().notice().empty()) log.say(server.log().notice());
-  log.say("listening at " + options.common.socket + ", epoch " +
-          std::to_string(server.database().epoch()) + ", " +
-          std::to_string(pathsOf(server.database())) + " paths from the log");
+  if (!server.log().notice().empty()) log.warning(server.log().notice());
+  log.info("listening", {{"socket", options.socket},
+                         {"epoch", server.database().epoch()},
+                         {"pathsFromLog", pathsOf(server.database())}});
   loop.run();
   server.close("the server ends");
   return Agents::exitGood;
@@ -81,9 +73,5 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return Agents::guarded("centrum", [&] {
-    int exitCode = Agents::exitUsage;
-    const auto options = CentrumProgram::optionsFrom(argc, argv, exitCode);
-    return options ? run(*options) : exitCode;
-  });
+  return Agents::agentMain("centrum", argc, argv, CentrumProgram::optionsFrom, run);
 }

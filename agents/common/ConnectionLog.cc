@@ -26,42 +26,48 @@ std::string ownerGoneText(const Centrum::MountInfo& mount) {
 ConnectionLog::ConnectionLog(Log& log, bool all, RefusedHandler onRefused)
     : log_(log), all_(all), onRefused_(std::move(onRefused)) {}
 
-void ConnectionLog::say(const std::string& subject, const std::string& state) {
-  if (!all_ || std::exchange(said_[subject], state) == state) return;
-  log_.say((subject.empty() ? "" : subject + ": ") + state);
+/// Each state once, not once for each attempt.
+bool ConnectionLog::isNews(const std::string& subject, const std::string& state) {
+  return all_ && std::exchange(said_[subject], state) != state;
 }
 
 void ConnectionLog::onWaiting(const std::string& address, const std::string& problem) {
-  problem_ = address + ": " + reasonOf(address, problem);
-  say("", "waiting for centrum at " + problem_);
+  const std::string reason = reasonOf(address, problem);
+  problem_ = address + ": " + reason;
+  if (isNews("", reason)) log_.warning("waiting for centrum: " + reason, {{"socket", address}});
 }
 
 void ConnectionLog::onConnected(const std::string& address) {
-  say("", "connected to centrum at " + address);
+  if (isNews("", "connected")) log_.info("connected to centrum", {{"socket", address}});
 }
 
 void ConnectionLog::onDisconnected(const std::string& reason) {
   problem_ = reason;
-  say("", "connection lost: " + reason);
+  if (isNews("", "lost: " + reason)) log_.warning("connection lost: " + reason);
 }
 
 void ConnectionLog::onStalled(bool stalled) {
-  say("", stalled ? "centrum gives no sign of life" : "centrum is back");
+  if (!isNews("", stalled ? "stalled" : "back")) return;
+  if (stalled) log_.warning("centrum gives no sign of life");
+  else log_.info("centrum is back");
 }
 
 void ConnectionLog::onMountWaits(const Centrum::MountInfo& mount) {
-  say(mount.path, "waits to be created");
+  if (isNews(mount.path, "waits")) log_.info("waits for a path", {{"path", mount.path}});
 }
 
 void ConnectionLog::onMountRefused(const Centrum::MountInfo& mount) {
-  log_.say(mount.path + ": refused: " + mount.problem);
-  onRefused_(mount.path);
+  const std::string text = "refused: " + mount.problem;
+  if (onRefused_(mount.path)) log_.error(text, {{"path", mount.path}});
+  else log_.warning(text, {{"path", mount.path}});
 }
 
 void ConnectionLog::onOwner(const Centrum::MountInfo& mount) {
   if (mount.holder.empty()) return;
-  say(mount.path,
-      mount.ownerPresent ? "owned by " + mount.holder : "owner " + mount.holder + " is gone");
+  const LogFields fields = {{"path", mount.path}, {"owner", mount.holder}};
+  if (!isNews(mount.path, (mount.ownerPresent ? "" : "gone ") + mount.holder)) return;
+  if (mount.ownerPresent) log_.info("a path has an owner", fields);
+  else log_.warning("the owner of a path is gone", fields);
 }
 
 }  // namespace Agents

@@ -17,8 +17,9 @@ std::string ownerGoneText(const Centrum::MountInfo& mount);
 
 class ConnectionLog : public Centrum::ConnectionObserver {
  public:
-  using RefusedHandler = std::function<void(const std::string& path)>;
-  /// `onRefused` is called when the database refuses a mount, after that was told. Without `all`,
+  /// Whether the program ends of it.
+  using RefusedHandler = std::function<bool(const std::string& path)>;
+  /// `onRefused` is called when the database refuses a mount, and that is told. Without `all`,
   /// nothing but that is told.
   ConnectionLog(Log& log, bool all, RefusedHandler onRefused);
 
@@ -34,8 +35,8 @@ class ConnectionLog : public Centrum::ConnectionObserver {
   void onOwner(const Centrum::MountInfo& mount) override;
 
  private:
-  /// `subject` is a path; empty for the connection.
-  void say(const std::string& subject, const std::string& state);
+  /// Whether it is to be told; `subject` is a path, empty for the connection.
+  bool isNews(const std::string& subject, const std::string& state);
 
   Log& log_;
   const bool all_;

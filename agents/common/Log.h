@@ -1,30 +1,64 @@
-/// Plain lines on the standard error output. A log that nobody reads, or that cannot be written,
-/// never stops nor fails the program: what does not fit is dropped, and the next line that does fit
-/// tells how many were.
+/// Lines on the standard error output. A log that nobody reads, or that cannot be written, never
+/// stops nor fails the program: what does not fit is dropped, and the next line that does fit tells
+/// how many were.
+///
+///   agent   info 2026-11-21T20:15:30.123Z mpls-agent: merged static routes routes=6 conflicts=2
+///   tool    mplsctl: watching 6 routes, 2 conflicts
+///
+/// A text reads as a sentence; what a program may want of it follows as fields. Bytes that are not
+/// printable ASCII are escaped.
 ///
 /// Thread    one.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Agents {
 
+/// " KEY=VALUE" behind a text; a value that is no plain word stands in quotation marks.
+struct LogField {
+  LogField(std::string_view name, std::string text) : key(name), value(std::move(text)) {}
+  LogField(std::string_view name, std::integral auto number)
+      : key(name), value(std::to_string(number)) {}
+
+  std::string_view key;  ///< lowerCamelCase; outlives the field
+  std::string value;
+};
+using LogFields = std::vector<LogField>;
+
 class Log {
  public:
-  /// `name` is that of the program.
-  explicit Log(std::string name) : name_(std::move(name)) {}
+  enum class Form {
+    agent,  ///< level, time, name, text: for a file or a journal
+    tool    ///< name, text: for who has called it
+  };
 
-  /// "name: text".
-  void say(std::string_view text) { line(name_ + ": " + std::string(text)); }
-  /// The text as it is. Bytes that are not printable ASCII are escaped.
-  void line(std::string_view text);
+  /// `name` is that of the program.
+  explicit Log(std::string name, Form form = Form::tool) : name_(std::move(name)), form_(form) {}
+
+  /// How things stand.
+  void info(std::string_view text, const LogFields& fields = {}) { line("info", text, fields); }
+  /// Something is not as it should be; the program goes on, and does what it still can.
+  void warning(std::string_view text, const LogFields& fields = {}) { line("warn", text, fields); }
+  /// The program ends of it, or cannot do what it is there for.
+  void error(std::string_view text, const LogFields& fields = {}) { line("error", text, fields); }
+  /// What a tool has to say.
+  void say(std::string_view text) { info(text); }
+
+  Form form() const { return form_; }
 
  private:
-  bool write(std::string_view text);
+  void line(std::string_view level, std::string_view text, const LogFields& fields);
+  std::string head(std::string_view level) const;
 
-  std::string name_;
+  const std::string name_;
+  const Form form_;
   std::uint64_t dropped_ = 0;
 };
 

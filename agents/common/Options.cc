@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <cstdio>
+#include <exception>
+#include <filesystem>
 #include <optional>
 
 #include "agents/common/ExitCode.h"
@@ -68,6 +70,17 @@ CLI::Validator notEmpty(const std::string& what) {
       [what](const std::string& text) { return text.empty() ? "expected a " + what : ""; }, "");
 }
 
+CLI::Validator pathName() {
+  return CLI::Validator(
+      [](const std::string& text) {
+        const bool good = !text.empty() && text.find('/') == std::string::npos;
+        return good
+                   ? ""
+                   : "expected a NAME that is not empty and holds no \"/\", found \"" + text + "\"";
+      },
+      "");
+}
+
 void describeRun(CLI::App& app, std::string& run) {
   app.add_option("--run", run, "Directory of what agents share in memory")
       ->type_name("DIR")
@@ -92,10 +105,27 @@ void describe(CLI::App& app, TableOptions& options) {
       ->type_name("GROUP");
 }
 
+namespace {
+
+/// An agent whose ring trace cannot be kept is better than none.
+void keepRing(const CommonOptions& options) {
+  const std::string agent = options.name + (options.instance.empty() ? "" : "-" + options.instance);
+  std::error_code problem;
+  if (!std::filesystem::is_directory(ringParent(options.runDir), problem)) return;
+  try {
+    RingTrace::fileIs(ringFile(options.runDir, agent));
+  } catch (const std::exception& reason) {
+    Log(options.name, options.logForm).warning(reason.what());
+  }
+}
+
+}  // namespace
+
 void startTraces(const CommonOptions& options) {
   RingTrace::printOnFatalSignalIs(true);
   if (!options.trace.empty()) Forma::traceLevelsIs(options.trace);
   if (!options.ringFile.empty()) RingTrace::fileIs(options.ringFile);
+  else if (options.logForm == Log::Form::agent) keepRing(options);
 }
 
 }  // namespace Agents

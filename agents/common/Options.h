@@ -6,6 +6,9 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "agents/common/Log.h"
+#include "agents/common/Paths.h"
+
 namespace Agents {
 
 inline constexpr const char* defaultSocket = "/run/mpls/centrum.sock";
@@ -14,7 +17,10 @@ struct CommonOptions {
   std::string name;                    ///< of the program
   std::string socket = defaultSocket;  ///< of the database
   std::string trace;                   ///< as for Forma::traceLevelsIs
-  std::string ringFile;                ///< empty: the ring trace stays in memory
+  std::string ringFile;                ///< of the ring trace; empty: see startTraces
+  std::string runDir = defaultRun;     ///< of an agent: what agents share in memory lies below
+  std::string instance;                ///< of an agent that may run several times: which it is
+  Log::Form logForm = Log::Form::tool;
 };
 
 /// Adds --socket, --trace, --ring-file and --version to a command line.
@@ -28,6 +34,9 @@ bool parse(CLI::App& app, int argc, const char* const* argv, int& exitCode);
 
 /// For CLI::Option::check: refuses an empty text. `what` names what is expected.
 CLI::Validator notEmpty(const std::string& what);
+
+/// For CLI::Option::check: a name that becomes part of a path.
+CLI::Validator pathName();
 
 /// Adds --run to a command line; `run` holds the default.
 void describeRun(CLI::App& app, std::string& run);
@@ -43,7 +52,9 @@ struct TableOptions {
 /// Adds --mode, --owner and --group to a command line.
 void describe(CLI::App& app, TableOptions& options);
 
-/// Starts the traces that the options ask for. Raises what the traces raise.
+/// Starts the traces that the options ask for. Raises what the traces raise. The ring trace of an
+/// agent is kept below its --run, when that has a directory for it; what is wrong there is told,
+/// and harms nothing.
 void startTraces(const CommonOptions& options);
 
 }  // namespace Agents

@@ -61,5 +61,10 @@ inline std::string ldpLfib(const std::string& run, const std::string& instance) 
 }
 /// Holds the tables of the forwarding agent.
 inline std::string forwardingTables(const std::string& run) { return run + "/forwarding"; }
+/// Holds the ring traces of agents, when it is there.
+inline std::string ringParent(const std::string& run) { return run + "/trace"; }
+inline std::string ringFile(const std::string& run, const std::string& agent) {
+  return ringParent(run) + "/" + agent + ".ring";
+}
 
 }  // namespace Agents

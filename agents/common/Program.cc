@@ -48,15 +48,16 @@ class Completion : public Centrum::MountCallback {
 }  // namespace
 
 Program::Program(const CommonOptions& options, Kind kind)
-    : log_(options.name),
+    : log_(options.name, options.logForm),
       registry_(entityTypes()),
       connectionLog_(log_, kind == Kind::follower,
-                     [this](const std::string& path) { handleRefused(path); }),
+                     [this](const std::string& path) { return handleRefused(path); }),
       manager_(Centrum::connectedEntityManagerFactory(
           loop_, registry_, Centrum::unixConnectorFactory(loop_, options.socket), {options.name})) {
   manager_->observerIs(&connectionLog_);
   if (kind == Kind::follower)
     for (const int signo : {SIGINT, SIGTERM}) loop_.signalIs(signo, [this](int) { end(exitGood); });
+  if (log_.form() == Log::Form::agent) loop_.signalIs(SIGHUP, [this](int) { handleReload(); });
   loop_.exceptionHandlerIs(
       [this](std::exception_ptr problem) { handleException(std::move(problem)); });
 }
@@ -83,16 +84,23 @@ void Program::survivesInputBelow(const std::string& directory) {
   survivedDirectory_ = directory + "/";
 }
 
-void Program::handleRefused(const std::string& path) {
-  if (survivedDirectory_.empty() || !path.starts_with(survivedDirectory_)) end(exitDatabase);
+bool Program::handleRefused(const std::string& path) {
+  if (!survivedDirectory_.empty() && path.starts_with(survivedDirectory_)) return false;
+  end(exitDatabase);
+  return true;
+}
+
+void Program::handleReload() {
+  if (reload_) reload_();
+  else log_.info("SIGHUP: there is nothing to read again");
 }
 
 void Program::handleException(std::exception_ptr problem) {
   try {
     if (!survivedDirectory_.empty()) std::rethrow_exception(problem);
   } catch (const Forma::Exception& refused) {
-    return log_.say("goes on after exception " + std::to_string(loop_.handlerExceptions()) + ": " +
-                    refused.what());
+    return log_.warning(std::string("goes on after an exception: ") + refused.what(),
+                        {{"exceptions", loop_.handlerExceptions()}});
   } catch (...) {  // a fault of the program
   }
   if (!failure_) failure_ = std::move(problem);
@@ -134,7 +142,7 @@ void Program::tellFailure() {
   } catch (const std::ios::failure&) {
     throw;
   } catch (const std::exception& problem) {
-    log_.say(problem.what());
+    log_.error(problem.what());
   }
 }
 
@@ -147,15 +155,15 @@ void openStandardFiles() {
     if (::fcntl(fd, F_GETFD) < 0) (void)::open("/dev/null", O_RDONLY);
 }
 
-int failed(const std::string& name, const std::string& problem) {
+int failed(Log log, const std::string& problem) {
   std::cout.exceptions(std::ios::goodbit);
-  Log(name).say(problem);
+  log.error(problem);
   return exitUsage;
 }
 
 }  // namespace
 
-int guarded(const std::string& name, const std::function<int()>& body) {
+int guarded(const std::string& name, const std::function<int()>& body, Log::Form form) {
   openStandardFiles();
   ::signal(SIGPIPE, SIG_IGN);
   try {
@@ -164,9 +172,9 @@ int guarded(const std::string& name, const std::function<int()>& body) {
     std::cout.flush();
     return exitCode;
   } catch (const std::ios::failure&) {
-    return failed(name, "the standard output cannot be written");
+    return failed(Log(name, form), "the standard output cannot be written");
   } catch (const std::exception& problem) {
-    return failed(name, problem.what());
+    return failed(Log(name, form), problem.what());
   }
 }
 

@@ -1,6 +1,7 @@
 /// One program around one event loop and one connection to the database.
 ///
 /// Thread    one.
+/// Reload    SIGHUP lets an agent read its files again: see onReloadIs().
 /// End       SIGINT and SIGTERM end it in order: what was changed is sent first. So does a mount
 ///           that the database refuses, and an exception that leaves a handler: an agent that is
 ///           deaf must not seem to work. What others may do wrong below a directory of theirs need
@@ -59,6 +60,8 @@ class Program {
   /// `directory` that is refused is told; neither ends the program. For machines that stay right
   /// whatever others configure or put there.
   void survivesInputBelow(const std::string& directory);
+  /// What SIGHUP does from now on; an agent ignores it before. It ends a tool.
+  void onReloadIs(std::function<void()> reload) { reload_ = std::move(reload); }
   /// Lets run() return that code at the end of the turn; the first one counts.
   void end(int exitCode);
 
@@ -76,7 +79,9 @@ class Program {
   const std::string& connectionProblem() const { return connectionLog_.problem(); }
 
  private:
-  void handleRefused(const std::string& path);
+  /// Whether it ends the program.
+  bool handleRefused(const std::string& path);
+  void handleReload();
   void handleException(std::exception_ptr problem);
   void flush();
   void tellFailure();
@@ -86,6 +91,7 @@ class Program {
   Forma::TypeRegistry registry_;
   ConnectionLog connectionLog_;
   Forma::Ptr<Centrum::ConnectedEntityManager> manager_;
+  std::function<void()> reload_;
   std::string survivedDirectory_;  // with a "/" at its end; empty: none
   std::exception_ptr failure_;
   int exitCode_ = 0;
@@ -94,6 +100,7 @@ class Program {
 
 /// The frame of each main(): calls `body`; what it raises is told, and is exitUsage, as what the
 /// options ask for is not possible then.
-int guarded(const std::string& name, const std::function<int()>& body);
+int guarded(const std::string& name, const std::function<int()>& body,
+            Log::Form form = Log::Form::tool);
 
 }  // namespace Agents

@@ -15,7 +15,7 @@ Forma::Ptr<Mpls::LfibStatus> attached(Tarn::ReaderDirectory& directory) {
 
 FollowedLfib::FollowedLfib(Kiln::EventLoop& loop, Agents::Log& log, const std::string& path)
     : log_(log),
-      directory_(loop, path, [this](const std::string& text) { log_.say(text); }),
+      directory_(loop, path, [this](const std::string& text) { log_.warning(text); }),
       lfib_(attached(directory_)),
       backlog_(Mpls::lfibTrackingStatusFactory("backlog")),
       ipLookups_(Mpls::lfibIpLookupStatusFactory("ipLookup")),
@@ -30,8 +30,11 @@ std::size_t FollowedLfib::routes() const { return lfib_->lfibRoutes(); }
 void FollowedLfib::handleWriter() {
   const Tarn::ReaderDirectory::Writer& writer = directory_.writer();
   if (writer.isThere)
-    log_.say(path() + ": writer " + writer.agent + " (pid " + std::to_string(writer.pid) + ")");
-  else log_.say(path() + ": no writer, " + std::to_string(routes()) + " routes as last written");
+    log_.info("an LFIB has a writer",
+              {{"lfib", path()}, {"writer", writer.agent}, {"pid", writer.pid}});
+  else
+    log_.warning("an LFIB has no writer: routes as last written",
+                 {{"lfib", path()}, {"routes", routes()}});
 }
 
 }  // namespace ForwardingAgent

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <set>
 
+#include "agents/common/Agent.h"
 #include "agents/common/Paths.h"
 
 namespace ForwardingAgent {
@@ -15,10 +16,11 @@ constexpr const char* description =
     "Writes\na table of the routes that it cannot forward, and publishes the labels that VRFs look "
     "up.";
 
-constexpr const char* footer =
-    "Exit codes: 0 ended by SIGINT or SIGTERM; 2 wrong usage, or a directory that cannot be used, "
-    "as when\nanother process writes there; 3 refused by the database; 4 a fault. Neither the "
-    "LFIBs nor the database\nneed be there: it waits, and forwards what it knows.";
+constexpr Agents::AgentHelp help = {
+    .description = description,
+    .note =
+        "Neither the LFIBs nor the database need be there: it waits, and forwards what it knows.",
+    .needs = "a directory"};
 
 void mustDiffer(const std::vector<std::string>& lfibs) {
   std::set<std::string> names;
@@ -40,11 +42,7 @@ std::string lfibName(const std::string& directory) {
 std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
   Options options;
   options.name = "forwarding-agent";
-  std::string run = Agents::defaultRun;
-  CLI::App app(description, options.name);
-  app.footer(footer);
-  Agents::describe(app, options);
-  Agents::describeRun(app, run);
+  CLI::App app("", options.name);
   app.add_option("--lfib", options.lfibs,
                  "Directory of an LFIB, may be given again [lfib/static in that of --run]")
       ->type_name("DIR")
@@ -57,9 +55,10 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
       ->check(Agents::notEmpty("DIR"));
   Agents::describe(app, options.tables);
   app.final_callback([&] { mustDiffer(options.lfibs); });
+  Agents::describeAgent(app, options, help);
   if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
-  if (options.lfibs.empty()) options.lfibs = {Agents::staticLfib(run)};
-  if (options.table.empty()) options.table = Agents::forwardingTables(run);
+  if (options.lfibs.empty()) options.lfibs = {Agents::staticLfib(options.runDir)};
+  if (options.table.empty()) options.table = Agents::forwardingTables(options.runDir);
   return options;
 }
 

@@ -2,7 +2,7 @@
 #include <memory>
 
 #include "agents/common/Advice.h"
-#include "agents/common/ExitCode.h"
+#include "agents/common/Agent.h"
 #include "agents/forwarding-agent/Forwarder.h"
 #include "platform/tarn/DirectoryStorage.h"
 
@@ -12,7 +12,6 @@ using ForwardingAgent::Forwarder;
 using ForwardingAgent::Options;
 
 int run(const Options& options) {
-  Agents::startTraces(options);
   Tarn::busErrorsAreHandled();
   Agents::Program program(options, Agents::Program::Kind::follower);
   const auto forwarder =
@@ -23,9 +22,5 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return Agents::guarded("forwarding-agent", [&] {
-    int exitCode = Agents::exitUsage;
-    const auto options = ForwardingAgent::optionsFrom(argc, argv, exitCode);
-    return options ? run(*options) : exitCode;
-  });
+  return Agents::agentMain("forwarding-agent", argc, argv, ForwardingAgent::optionsFrom, run);
 }

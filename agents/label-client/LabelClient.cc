@@ -56,8 +56,8 @@ void LabelClient::publish() {
     if (!options_.ids.contains(std::string(one.key))) requests_->labelRequestDel(one.key);
   for (const std::string& id : options_.ids)
     requests_->labelRequestIs(Mpls::LabelRequest(Forma::String8(id)));
-  program_.log().say("asks for " + std::to_string(options_.ids.size()) + " blocks as " +
-                     Agents::labelRequestPath(options_.client));
+  program_.log().info("asks for blocks", {{"blocks", options_.ids.size()},
+                                          {"path", Agents::labelRequestPath(options_.client)}});
   changed_ = !!status_;
 }
 
@@ -79,7 +79,7 @@ void LabelClient::handleSignal() {
   blockReactor_.notifierIs(nullptr);
   if (requests_) requests_->labelRequestDelAll();
   if (requests_ && !program_.manager()->connected())
-    program_.log().say("centrum is away: the blocks stay given, until --withdraw");
+    program_.log().warning("centrum is away: the blocks stay given, until --withdraw");
   program_.end(Agents::exitGood);
 }
 
@@ -115,10 +115,9 @@ void LabelClient::tellBlock(const std::string& id, Mpls::LabelBlock before,
 void LabelClient::tellWaiting() {
   std::size_t held = 0;
   for (const auto& one : told_) held += one.second != noBlock;
-  std::string text =
-      "holds " + std::to_string(held) + " of " + std::to_string(options_.ids.size()) + " blocks";
-  if (held < options_.ids.size()) text += ", waits for the others";
-  if (std::exchange(toldHeld_, text) != text) program_.log().say(text);
+  if (std::exchange(toldHeld_, held) == held) return;
+  const char* const text = held < options_.ids.size() ? "waits for blocks" : "holds all blocks";
+  program_.log().info(text, {{"held", held}, {"wanted", options_.ids.size()}});
 }
 
 }  // namespace LabelClientAgent

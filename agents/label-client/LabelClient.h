@@ -57,7 +57,7 @@ class LabelClient {
   Forma::Ptr<Mpls::ClientLabelRequest> requests_;  // null before they are mounted
   Forma::Ptr<Mpls::Api::Status const> status_;     // the same
   std::map<std::string, Mpls::LabelBlock> told_;   // of those that are asked for
-  std::string toldHeld_;                           // how many are held
+  std::optional<std::size_t> toldHeld_;            // how many are held
   bool changed_ = false;                           // since the last turn
   StatusReactor statusReactor_;
   BlockReactor blockReactor_;

@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "agents/common/Agent.h"
+
 namespace LabelClientAgent {
 
 namespace {
@@ -10,15 +12,12 @@ constexpr const char* description =
     "Asks the label manager (mpls-agent) for a block of 16384 labels for each ID, prints a line "
     "for each block\nthat is granted, moved or withdrawn, and gives them back when it is ended.";
 
-constexpr const char* footer =
-    "Exit codes: 0 ended by SIGINT or SIGTERM, or done; 2 wrong usage, or output that cannot be "
-    "written; 3\nrefused by the database, as when another client has the name; 4 a fault. What a "
-    "client that was killed\nheld stays, for the next one of its name; --withdraw gives it back.";
-
-std::string nameProblem(const std::string& name) {
-  const bool good = !name.empty() && name.find('/') == std::string::npos;
-  return good ? "" : "expected a NAME that is not empty and holds no \"/\", found \"" + name + "\"";
-}
+constexpr Agents::AgentHelp help = {
+    .description = description,
+    .note =
+        "What a client that was killed held stays, for the next one of its name; --withdraw "
+        "gives it back.",
+    .whenDone = "--withdraw"};
 
 }  // namespace
 
@@ -26,12 +25,11 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
   Options options;
   options.name = "label-client";
   std::vector<std::string> ids;
-  CLI::App app(description, options.name);
-  app.footer(footer);
+  CLI::App app("", options.name);
   app.add_option("--name", options.client, "By which the label manager knows the client")
       ->type_name("NAME")
       ->required()
-      ->check(CLI::Validator(nameProblem, ""));
+      ->check(Agents::pathName());
   auto* const wanted = app.add_option("--ids", ids, "One for each block that it wants")
                            ->type_name("ID,...")
                            ->delimiter(',')
@@ -40,11 +38,12 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
   auto* const withdraw =
       app.add_flag("--withdraw", options.withdraw, "Give back all that it has, then end")
           ->excludes(wanted);
-  Agents::describe(app, options);
   app.final_callback([&] {
     if (!*wanted && !*withdraw) throw CLI::RequiredError("--ids or --withdraw");
   });
+  Agents::describeAgent(app, options, help);
   if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
+  options.instance = options.client;
   options.ids.insert(ids.begin(), ids.end());
   return options;
 }

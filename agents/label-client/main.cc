@@ -1,5 +1,5 @@
 /// Holds blocks of labels for as long as it runs. See docs/agents.md.
-#include "agents/common/ExitCode.h"
+#include "agents/common/Agent.h"
 #include "agents/label-client/LabelClient.h"
 
 namespace {
@@ -8,7 +8,6 @@ using LabelClientAgent::LabelClient;
 using LabelClientAgent::Options;
 
 int run(const Options& options) {
-  Agents::startTraces(options);
   Agents::Program program(options, Agents::Program::Kind::follower);
   const LabelClient client(program, options);
   if (!options.withdraw) return program.run();
@@ -18,9 +17,5 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return Agents::guarded("label-client", [&] {
-    int exitCode = Agents::exitUsage;
-    const auto options = LabelClientAgent::optionsFrom(argc, argv, exitCode);
-    return options ? run(*options) : exitCode;
-  });
+  return Agents::agentMain("label-client", argc, argv, LabelClientAgent::optionsFrom, run);
 }

@@ -1,60 +1,40 @@
 #include "agents/ldp-agent/LdpAgent.h"
 
-#include <signal.h>
-
 #include <set>
 #include <utility>
 
 #include "agents/common/Advice.h"
+#include "agents/common/TableDirectory.h"
 #include "agents/ldp-agent/RecordedRouter.h"
 
 namespace LdpAgent {
 
-namespace {
-
-/// Attaches before anybody looks at the rows.
-template <class Entity>
-Forma::Ptr<Entity> attached(Forma::Ptr<Entity> entity, Tarn::WriterDirectory& directory) {
-  FormaTarn::attachWriter(*entity, directory);
-  return entity;
-}
-
-Tarn::WriterDirectory::Options directoryOptions(const Options& options, const std::string& path) {
-  const Agents::TableOptions& who = options.tableOptions;
-  return {path, who.owner, who.group, who.mode, options.name};
-}
-
-std::string counted(std::size_t count, const char* what) {
-  return std::to_string(count) + " " + what;
-}
-
-}  // namespace
-
 LdpAgent::LdpAgent(Agents::Program& program, const Options& options)
     : program_(program),
       options_(options),
-      tablesDirectory_(program.loop(), directoryOptions(options, options.tables),
+      tablesDirectory_(program.loop(),
+                       Agents::directoryOptions(options, options.tableOptions, options.tables),
                        [this](const std::string& text) { handleReport(text); }),
-      lfibDirectory_(program.loop(), directoryOptions(options, options.lfib),
+      lfibDirectory_(program.loop(),
+                     Agents::directoryOptions(options, options.tableOptions, options.lfib),
                      [this](const std::string& text) { handleReport(text); }),
-      tables_(attached(Ldp::LdpTarn::ldpLabelBindingTableFactory("ldp"), tablesDirectory_)),
-      lfib_(attached(Mpls::lfibStatusFactory("ldp"), lfibDirectory_)),
+      tables_(Agents::attached(Ldp::LdpTarn::ldpLabelBindingTableFactory("ldp"), tablesDirectory_)),
+      lfib_(Agents::attached(Mpls::lfibStatusFactory("ldp"), lfibDirectory_)),
       source_(makeSource()),
       pace_(program.loop().timers(), [this] { takeOne(); }) {
-  program_.log().say("writes " + tablesDirectory_.path() + ", which holds " + rows() + ", and " +
-                     lfibDirectory_.path());
+  Agents::LogFields found = {{"tables", tablesDirectory_.path()}, {"lfib", lfibDirectory_.path()}};
+  addRows(found);
+  program_.log().info("writes tables", found);
   watcher_ = std::make_unique<StaticRoutes::FileWatcher>(
       program_.loop(), source_->paths(),
       [this](const std::set<std::size_t>& /*files*/) { handleChangedFiles(); });
-  program_.loop().signalIs(SIGHUP, [this](int) { handleChangedFiles(); });
+  program_.onReloadIs([this] { handleChangedFiles(); });
   program_.mount({{options_.linkReadyPath, Ldp::LdpLinkReadyStatusVrfColl::formaTypeName, "w"}},
                  [this] { handleMount(); });
   if (options_.pace > 0 && !holdsRows()) publish();
   goOn();
   if (!producer_) publish();
 }
-
-LdpAgent::~LdpAgent() { program_.loop().signalDel(SIGHUP); }
 
 std::unique_ptr<Source> LdpAgent::makeSource() {
   if (options_.router.empty()) {
@@ -82,7 +62,7 @@ void LdpAgent::goOn() {
 
 void LdpAgent::takeOne() {
   if (taken_ == options_.until || !source_->step()) {
-    program_.log().say(counts());
+    tellCounts();
     return;
   }
   ++taken_;
@@ -95,7 +75,7 @@ void LdpAgent::publish() {
   producer_ = Ldp::LdpTarn::ldpLibProducerSmFactory(bindings.local(), bindings.peers(), tables_);
   state_->installs.finish();
   write();
-  program_.log().say(counts());
+  tellCounts();
 }
 
 void LdpAgent::write() {
@@ -113,36 +93,39 @@ void LdpAgent::handleChangedFiles() {
   try {
     source_->readMore();
   } catch (const std::exception& problem) {
-    program_.log().line(problem.what());
+    program_.log().warning(problem.what());
   }
   goOn();  // what stood before the line that is wrong counts
-  if (!pace_.pending()) program_.log().say(counts());
+  if (!pace_.pending()) tellCounts();
 }
 
 /// An agent that lost its directory to another is of no use: it ends by what this raises.
 void LdpAgent::handleReport(const std::string& text) {
-  program_.log().say(text);
+  program_.log().warning(text);
   program_.loop().post([tables = tables_, lfib = lfib_] {
     tables->localLbtTable().mayWrite();
     lfib->lfibRouteTable().mayWrite();
   });
 }
 
-// ---- Text --------------------------------------------------------------------------------------
+// ---- Log ---------------------------------------------------------------------------------------
 
-std::string LdpAgent::rows() const {
-  return counted(tables_->localLbts(), "local bindings, ") +
-         counted(tables_->localLbtAdvertisedTos(), "advertisements, ") +
-         counted(tables_->peerLbts(), "peer bindings");
+void LdpAgent::addRows(Agents::LogFields& fields) const {
+  fields.insert(fields.end(), {{"localBindings", tables_->localLbts()},
+                               {"advertisements", tables_->localLbtAdvertisedTos()},
+                               {"peerBindings", tables_->peerLbts()}});
 }
 
-std::string LdpAgent::counts() const {
-  return counted(taken_, "messages: ") + rows() + " of " +
-         counted(state_->bindings.peers()->bindingTables(), "peers, ") +
-         counted(state_->bindings.addresses()->intfIpToLdpIds(), "addresses; ") +
-         counted(state_->installs.labels(), "labels over ") +
-         counted(state_->installs.nextHops(), "next hops; ") +
-         counted(state_->links.readyLinks(), "of ") + counted(state_->links.links(), "links ready");
+void LdpAgent::tellCounts() const {
+  Agents::LogFields fields = {{"messages", taken_}};
+  addRows(fields);
+  fields.insert(fields.end(), {{"peers", state_->bindings.peers()->bindingTables()},
+                               {"addresses", state_->bindings.addresses()->intfIpToLdpIds()},
+                               {"labels", state_->installs.labels()},
+                               {"nextHops", state_->installs.nextHops()},
+                               {"links", state_->links.links()},
+                               {"readyLinks", state_->links.readyLinks()}});
+  program_.log().info("in line with the input", fields);
 }
 
 }  // namespace LdpAgent

@@ -28,7 +28,6 @@ class LdpAgent {
   /// Takes the directories, reads the input, and publishes it; the program must outlive it. Raises
   /// std::exception, which says what to do, when that cannot be.
   LdpAgent(Agents::Program& program, const Options& options);
-  ~LdpAgent();
 
  private:
   using Tables = Ldp::LdpTarn::LdpLabelBindingTable;
@@ -45,8 +44,8 @@ class LdpAgent {
   void handleChangedFiles();
   void handleMount();
   void handleReport(const std::string& text);
-  std::string counts() const;
-  std::string rows() const;
+  void tellCounts() const;
+  void addRows(Agents::LogFields& fields) const;
 
   Agents::Program& program_;
   const Options options_;

@@ -1,5 +1,6 @@
 #include "agents/ldp-agent/Options.h"
 
+#include "agents/common/Agent.h"
 #include "agents/common/Paths.h"
 
 namespace LdpAgent {
@@ -9,12 +10,13 @@ namespace {
 constexpr const char* description =
     "Publishes the label bindings of an LDP router and its peers in shared memory, and the routes "
     "of those in\nuse in an LFIB. The bindings are those of a recorded router, or of a file that "
-    "FRR printed; both are\nfollowed, SIGHUP reads them at once.";
+    "FRR printed; both are\nfollowed.";
 
-constexpr const char* footer =
-    "Exit codes: 0 ended by SIGINT or SIGTERM; 2 wrong usage, input that cannot be read at start, "
-    "or a directory\nthat cannot be used, as when another process writes there; 3 refused by the "
-    "database; 4 a fault. The tables\nstay when it ends, and the next one goes on from them.";
+constexpr Agents::AgentHelp help = {
+    .description = description,
+    .note = "The tables stay when it ends, and the next one goes on from them.",
+    .onReload = "Read what the files have beyond what was read",
+    .needs = "input or a directory"};
 
 std::optional<Netbase::IpGenAddr> addressFrom(std::string_view text) {
   const auto address = Netbase::IpGenAddr::fromText(text);
@@ -42,12 +44,6 @@ std::optional<NeighborHop> hopFrom(const std::string& text) {
     return std::nullopt;
   }
   return hop;
-}
-
-/// It becomes part of paths.
-std::string instanceProblem(const std::string& name) {
-  const bool good = !name.empty() && name.find('/') == std::string::npos;
-  return good ? "" : "expected a NAME that is not empty and holds no \"/\"";
 }
 
 CLI::Validator parsedBy(auto parse, const std::string& what) {
@@ -92,19 +88,15 @@ void describeRecording(CLI::App& app, Options& options, CLI::Option* router) {
 std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
   Options options;
   options.name = "ldp-agent";
-  std::string run = Agents::defaultRun;
-  std::string instance;
-  CLI::App app(description, options.name);
-  app.footer(footer);
+  CLI::App app("", options.name);
   auto* const router = app.add_option("--router", options.router, "Folder of a recorded router");
   router->type_name("DIR")->check(Agents::notEmpty("DIR"));
   describeRecording(app, options, router);
   describeFile(app, options, router);
-  Agents::describe(app, options);
-  Agents::describeRun(app, run);
-  app.add_option("--instance", instance, "Of several LDP agents on this machine: which [none]")
+  app.add_option("--instance", options.instance,
+                 "Of several LDP agents on this machine: which [none]")
       ->type_name("NAME")
-      ->check(CLI::Validator(instanceProblem, ""));
+      ->check(Agents::pathName());
   app.add_option("--tables", options.tables, "Directory of the tables [ldp in that of --run]")
       ->type_name("DIR")
       ->check(Agents::notEmpty("DIR"));
@@ -116,10 +108,11 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
     if (options.router.empty() && options.bindings.empty())
       throw CLI::RequiredError("--router or --bindings");
   });
+  Agents::describeAgent(app, options, help);
   if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
-  options.linkReadyPath = Agents::ldpLinkReadyPath(instance);
-  if (options.tables.empty()) options.tables = Agents::ldpTables(run, instance);
-  if (options.lfib.empty()) options.lfib = Agents::ldpLfib(run, instance);
+  options.linkReadyPath = Agents::ldpLinkReadyPath(options.instance);
+  if (options.tables.empty()) options.tables = Agents::ldpTables(options.runDir, options.instance);
+  if (options.lfib.empty()) options.lfib = Agents::ldpLfib(options.runDir, options.instance);
   return options;
 }
 

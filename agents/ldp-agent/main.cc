@@ -2,14 +2,13 @@
 #include <memory>
 
 #include "agents/common/Advice.h"
-#include "agents/common/ExitCode.h"
+#include "agents/common/Agent.h"
 #include "agents/ldp-agent/LdpAgent.h"
 #include "platform/tarn/DirectoryStorage.h"
 
 namespace {
 
 int run(const LdpAgent::Options& options) {
-  Agents::startTraces(options);
   Tarn::busErrorsAreHandled();
   Agents::Program program(options, Agents::Program::Kind::follower);
   const auto agent = Agents::withAdvice(
@@ -20,9 +19,5 @@ int run(const LdpAgent::Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return Agents::guarded("ldp-agent", [&] {
-    int exitCode = Agents::exitUsage;
-    const auto options = LdpAgent::optionsFrom(argc, argv, exitCode);
-    return options ? run(*options) : exitCode;
-  });
+  return Agents::agentMain("ldp-agent", argc, argv, LdpAgent::optionsFrom, run);
 }

@@ -5,36 +5,30 @@
 #include <system_error>
 
 #include "agents/common/Paths.h"
+#include "agents/common/TableDirectory.h"
 #include "agents/routes/FileText.h"
 
 namespace LfibWriterAgent {
 
 namespace {
 
-/// Attaches before anybody looks at the rows.
-Forma::Ptr<Mpls::LfibStatus> attached(Tarn::WriterDirectory& directory) {
-  auto lfib = Mpls::lfibStatusFactory("static");
-  FormaTarn::attachWriter(*lfib, directory);
-  return lfib;
-}
-
-std::string countsOf(const Mpls::LfibStatus& lfib) {
-  return std::to_string(lfib.lfibRoutes()) + " routes, " + std::to_string(lfib.viaSets()) +
-         " via sets, " + std::to_string(lfib.mplsVias()) + " vias";
+Agents::LogFields countsOf(const Mpls::LfibStatus& lfib) {
+  return {{"routes", lfib.lfibRoutes()}, {"viaSets", lfib.viaSets()}, {"vias", lfib.mplsVias()}};
 }
 
 }  // namespace
 
 LfibWriter::LfibWriter(Agents::Program& program, const Options& options)
     : program_(program),
-      directory_(program.loop(),
-                 {options.lfib, options.tables.owner, options.tables.group, options.tables.mode,
-                  options.name},
+      directory_(program.loop(), Agents::directoryOptions(options, options.tables, options.lfib),
                  [this](const std::string& text) { handleReport(text); }),
-      lfib_(attached(directory_)),
+      lfib_(Agents::attached(Mpls::lfibStatusFactory("static"), directory_)),
       viasPath_(options.vias),
-      vias_(lfib_, program.loop(), [this](const std::string& text) { program_.log().say(text); }) {
-  program_.log().say("writes " + directory_.path() + ", which holds " + countsOf(*lfib_));
+      vias_(lfib_, program.loop(),
+            [this](const std::string& text) { program_.log().warning(text); }) {
+  Agents::LogFields found = countsOf(*lfib_);
+  found.insert(found.begin(), {"lfib", directory_.path()});
+  program_.log().info("writes tables", found);
   loadVias();
   program_.mount({{Agents::mergedPath, Mpls::RouteConfig::formaTypeName, "r"}},
                  [this] { handleMounts(); });
@@ -42,18 +36,19 @@ LfibWriter::LfibWriter(Agents::Program& program, const Options& options)
 
 void LfibWriter::handleMounts() {
   sm_.emplace(lfib_, program_.entity<Mpls::RouteConfig>(Agents::mergedPath), program_.loop(),
-              [this](const std::string& text) { program_.log().say(text); });
+              [this](const std::string& text) { program_.log().warning(text); });
   sm_->onInitializedIs([this] { handleInitialized(); });
 }
 
 void LfibWriter::handleInitialized() {
-  program_.log().say("in line with the merged routes: " + countsOf(*lfib_) + "; changed " +
-                     std::to_string(sm_->writer().changes()) + " rows");
+  Agents::LogFields counts = countsOf(*lfib_);
+  counts.emplace_back("changedRows", sm_->writer().changes());
+  program_.log().info("in line with the merged routes", counts);
 }
 
 /// An agent that lost its directory to another is of no use: it ends by what this raises.
 void LfibWriter::handleReport(const std::string& text) {
-  program_.log().say(text);
+  program_.log().warning(text);
   program_.loop().post([lfib = lfib_] { lfib->lfibRouteTable().mayWrite(); });
 }
 
@@ -65,6 +60,7 @@ void LfibWriter::loadVias() {
   watcher_ = std::make_unique<StaticRoutes::FileWatcher>(
       program_.loop(), std::vector{viasPath_},
       [this](const std::set<std::size_t>& /*files*/) { reloadVias(); });
+  program_.onReloadIs([this] { reloadVias(); });
   try {
     viasAre(StaticRoutes::fileText(viasPath_, true));
   } catch (const std::system_error& problem) {
@@ -77,21 +73,24 @@ void LfibWriter::reloadVias() {
     viasAre(StaticRoutes::fileText(viasPath_, false));
   } catch (const std::system_error& problem) {
     if (problem.code() != std::errc::no_such_file_or_directory)
-      return program_.log().line(viasPath_ + ": cannot be read: " + problem.code().message() +
-                                 "; its labels stay as they were");
+      return program_.log().warning(viasPath_ + ": cannot be read: " + problem.code().message() +
+                                    "; its labels stay as they were");
     vias_.wantedIs({});
-    program_.log().line(viasPath_ + ": the file is gone, its labels are withdrawn");
+    program_.log().warning(viasPath_ + ": the file is gone, its labels are withdrawn");
   }
 }
 
 void LfibWriter::viasAre(const std::string& text) {
   ViaFile file = viaFileFromText(text);
   for (const StaticRoutes::Diagnostic& one : file.errors)
-    program_.log().line(lineOf(viasPath_, one));
+    program_.log().warning(lineOf(viasPath_, one));
   if (!file.errors.empty())
-    return program_.log().line(viasPath_ + ": has errors, its labels stay as they were");
+    return program_.log().warning(viasPath_ + ": has errors, its labels stay as they were");
   vias_.wantedIs(std::move(file));
-  program_.log().say("writes " + vias_.counts() + " of " + viasPath_);
+  program_.log().info("writes the labels of a file", {{"file", viasPath_},
+                                                      {"ipLookups", vias_.ipLookups()},
+                                                      {"pseudowireLabels", vias_.pseudowires()},
+                                                      {"tags", vias_.tags()}});
 }
 
 }  // namespace LfibWriterAgent

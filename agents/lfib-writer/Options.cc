@@ -1,5 +1,6 @@
 #include "agents/lfib-writer/Options.h"
 
+#include "agents/common/Agent.h"
 #include "agents/common/Paths.h"
 
 namespace LfibWriterAgent {
@@ -12,23 +13,18 @@ constexpr const char* description =
     "may "
     "read its directory\nmay read the tables, and is told of changes.";
 
-constexpr const char* footer =
-    "Exit codes: 0 ended by SIGINT or SIGTERM; 2 wrong usage, a file that cannot be read at start, "
-    "or "
-    "a directory\nthat cannot be used, as when another process writes there; 3 refused by the "
-    "database; 4 a fault. The tables stay "
-    "when it ends, and the\nnext one goes on from them.";
+constexpr Agents::AgentHelp help = {
+    .description = description,
+    .note = "The tables stay when it ends, and the next one goes on from them.",
+    .onReload = "Read the file of --vias again",
+    .needs = "a file or a directory"};
 
 }  // namespace
 
 std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
   Options options;
   options.name = "lfib-writer";
-  std::string run = Agents::defaultRun;
-  CLI::App app(description, options.name);
-  app.footer(footer);
-  Agents::describe(app, options);
-  Agents::describeRun(app, run);
+  CLI::App app("", options.name);
   app.add_option("--lfib", options.lfib, "Directory of the tables [lfib/static in that of --run]")
       ->type_name("DIR")
       ->check(Agents::notEmpty("DIR"));
@@ -37,8 +33,9 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
       ->type_name("FILE")
       ->check(Agents::notEmpty("FILE"));
   Agents::describe(app, options.tables);
+  Agents::describeAgent(app, options, help);
   if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
-  if (options.lfib.empty()) options.lfib = Agents::staticLfib(run);
+  if (options.lfib.empty()) options.lfib = Agents::staticLfib(options.runDir);
   return options;
 }
 

@@ -25,12 +25,10 @@ void ViaWriter::wantedIs(ViaFile wanted) {
   reactor_.notifierIs(lfib_);
 }
 
-std::string ViaWriter::counts() const {
+std::size_t ViaWriter::tags() const {
   std::size_t tags = 0;
   for (const auto& [key, map] : wanted_.tagMaps) tags += map.size();
-  return std::to_string(wanted_.ipLookups.size()) + " IP lookups, " +
-         std::to_string(wanted_.pseudowires.size()) + " pseudowire labels, " +
-         std::to_string(tags) + " tags";
+  return tags;
 }
 
 // ---- Routes ------------------------------------------------------------------------------------

@@ -28,8 +28,10 @@ class ViaWriter {
 
   /// Makes the LFIB equal to a file without errors.
   void wantedIs(ViaFile wanted);
-  /// "3 IP lookups, 2 pseudowire labels, 10 tags"
-  std::string counts() const;
+  /// How many labels, and tags, the file has.
+  std::size_t ipLookups() const { return wanted_.ipLookups.size(); }
+  std::size_t pseudowires() const { return wanted_.pseudowires.size(); }
+  std::size_t tags() const;
 
   static constexpr Mpls::LFib::Source ipLookupSource = Mpls::LFib::lfibSourceBgpL3Vpn_;
   static constexpr Mpls::LFib::Source pseudowireSource = Mpls::LFib::lfibSourcePseudowire_;

@@ -2,7 +2,7 @@
 #include <memory>
 
 #include "agents/common/Advice.h"
-#include "agents/common/ExitCode.h"
+#include "agents/common/Agent.h"
 #include "agents/lfib-writer/LfibWriter.h"
 #include "platform/tarn/DirectoryStorage.h"
 
@@ -12,7 +12,6 @@ using LfibWriterAgent::LfibWriter;
 using LfibWriterAgent::Options;
 
 int run(const Options& options) {
-  Agents::startTraces(options);
   Tarn::busErrorsAreHandled();
   Agents::Program program(options, Agents::Program::Kind::follower);
   const auto writer =
@@ -23,9 +22,5 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return Agents::guarded("lfib-writer", [&] {
-    int exitCode = Agents::exitUsage;
-    const auto options = LfibWriterAgent::optionsFrom(argc, argv, exitCode);
-    return options ? run(*options) : exitCode;
-  });
+  return Agents::agentMain("lfib-writer", argc, argv, LfibWriterAgent::optionsFrom, run);
 }

@@ -50,18 +50,20 @@ void LabelManager::handleMounts() {
                                program_.entity<Mpls::WaitingLabelRequests>(Agents::labelWaitPath));
   const auto kept = std::count_if(before.begin(), before.end(),
                                   [&](const Given& one) { return isGiven(*status, one); });
-  program_.log().say(rangeText() + "; " + std::to_string(kept) + " of " +
-                     std::to_string(before.size()) + " blocks given before stay");
+  tellRange({{"givenBefore", before.size()}, {"kept", static_cast<std::size_t>(kept)}});
 }
 
-std::string LabelManager::rangeText() const {
-  if (!sm_->mplsConfig()->mplsRouting()) return "gives no labels, MPLS routing is off";
+void LabelManager::tellRange(Agents::LogFields fields) {
+  Agents::Log& log = program_.log();
+  if (!sm_->mplsConfig()->mplsRouting())
+    return log.info("gives no labels: MPLS routing is off", fields);
   try {
     const Mpls::DynamicRange range(sm_->configRange());
-    return "gives labels from " + std::to_string(range.base()) + ", in " +
-           std::to_string(range.blocks()) + " blocks";
+    fields.insert(fields.begin(), {{"base", range.base()}, {"blocks", range.blocks()}});
+    log.info("gives labels", fields);
   } catch (const Forma::Exception& problem) {
-    return "gives no labels, the label range cannot be read: " + std::string(problem.what());
+    log.warning(std::string("gives no labels, the range cannot be read: ") + problem.what(),
+                fields);
   }
 }
 

@@ -23,7 +23,7 @@ class LabelManager {
  private:
   void handleMounts();
   /// What the range allows, or why there is none.
-  std::string rangeText() const;
+  void tellRange(Agents::LogFields fields);
 
   Agents::Program& program_;
   Forma::Ptr<Mpls::LabelManagerSm> sm_;

@@ -29,8 +29,8 @@ void RouteMerge::handleReady() {
   sm_->sourceSets().forEach([&](const Mpls::RouteKey&, const Mpls::SourceSet& sources) {
     if (sources.sources() > 1) ++conflicts;
   });
-  program_.log().say("merged " + std::to_string(sm_->routeConfig()->routes()) + " routes, " +
-                     std::to_string(conflicts) + " conflicts");
+  program_.log().info("merged static routes",
+                      {{"routes", sm_->routeConfig()->routes()}, {"conflicts", conflicts}});
 }
 
 }  // namespace MplsAgent

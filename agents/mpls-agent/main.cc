@@ -1,5 +1,7 @@
 /// Runs the MPLS state machines of a switch over the central database. See docs/agents.md.
-#include "agents/common/ExitCode.h"
+#include <optional>
+
+#include "agents/common/Agent.h"
 #include "agents/mpls-agent/LabelManager.h"
 #include "agents/mpls-agent/RouteMerge.h"
 
@@ -10,13 +12,18 @@ constexpr const char* description =
     "Merges the inputs of static MPLS routes in the central database into the effective "
     "configuration.\nA label that several inputs claim is withheld. Gives blocks of labels to the "
     "clients that ask for them.";
-constexpr const char* footer =
-    "Exit codes: 0 ended by SIGINT or SIGTERM; 2 wrong usage; 3 refused by the database; 4 a "
-    "fault. "
-    "A restart\nchanges nothing that is published.";
+constexpr Agents::AgentHelp help = {.description = description,
+                                    .note = "A restart changes nothing that is published."};
+
+std::optional<Agents::CommonOptions> optionsFrom(int argc, const char* const* argv, int& exitCode) {
+  Agents::CommonOptions options;
+  options.name = name;
+  CLI::App app("", name);
+  Agents::describeAgent(app, options, help);
+  return Agents::parse(app, argc, argv, exitCode) ? std::optional(options) : std::nullopt;
+}
 
 int run(const Agents::CommonOptions& options) {
-  Agents::startTraces(options);
   Agents::Program program(options, Agents::Program::Kind::follower);
   const MplsAgent::RouteMerge merge(program);
   const MplsAgent::LabelManager labels(program);
@@ -25,14 +32,4 @@ int run(const Agents::CommonOptions& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return Agents::guarded(name, [&] {
-    Agents::CommonOptions options;
-    options.name = name;
-    CLI::App app(description, name);
-    app.footer(footer);
-    Agents::describe(app, options);
-    int exitCode = Agents::exitUsage;
-    return Agents::parse(app, argc, argv, exitCode) ? run(options) : exitCode;
-  });
-}
+int main(int argc, char** argv) { return Agents::agentMain(name, argc, argv, optionsFrom, run); }

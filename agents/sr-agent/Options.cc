@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "agents/common/Agent.h"
 #include "agents/common/Paths.h"
 
 namespace SrAgent {
@@ -11,12 +12,15 @@ namespace {
 constexpr const char* description =
     "Replays a recorded router into segment-routing tables and a label forwarding table (LFIB) in "
     "shared\nmemory: its global blocks, its prefix segments, the routes that it installs with "
-    "labels, its labels.\nSIGHUP reads the recording again; only what differs is written.";
+    "labels, its labels.";
 
-constexpr const char* footer =
-    "Exit codes: 0 ended by SIGINT or SIGTERM, or by --once; 2 wrong usage, a recording that "
-    "cannot be\nread at start, or a directory that cannot be used, as when another process writes "
-    "there; 4 a fault.\nThe tables stay when it ends, and the next one goes on from them.";
+constexpr Agents::AgentHelp help = {
+    .description = description,
+    .note = "The tables stay when it ends, and the next one goes on from them.",
+    .onReload = "Read the recording again; only what differs is written",
+    .needs = "a recording or a directory",
+    .whenDone = "--once",
+    .hasDatabase = false};
 
 /// "rt1" of "data/rt1/".
 std::string lastName(const std::string& folder) {
@@ -34,9 +38,7 @@ std::string instanceProblem(const std::string& text) {
 std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
   Options options;
   options.name = "sr-agent";
-  std::string run = Agents::defaultRun;
-  CLI::App app(description, options.name);
-  app.footer(footer);
+  CLI::App app("", options.name);
   app.add_option("router", options.router, "Folder of the router: config.json and events.jsonl")
       ->type_name("DIR")
       ->required()
@@ -46,8 +48,6 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
       ->type_name("NAME")
       ->check(CLI::Validator(instanceProblem, ""));
   app.add_flag("--once", options.once, "End when the tables are written");
-  Agents::describeTraces(app, options);
-  Agents::describeRun(app, run);
   app.add_option("--tables", options.tables,
                  "Directory of the segment-routing tables [sr/NAME in that of --run]")
       ->type_name("DIR")
@@ -56,10 +56,11 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
       ->type_name("DIR")
       ->check(Agents::notEmpty("DIR"));
   Agents::describe(app, options.permissions);
+  Agents::describeAgent(app, options, help);
   if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
   if (options.instance.empty()) options.instance = lastName(options.router);
-  if (options.tables.empty()) options.tables = Agents::srTables(run, options.instance);
-  if (options.lfib.empty()) options.lfib = Agents::srLfib(run, options.instance);
+  if (options.tables.empty()) options.tables = Agents::srTables(options.runDir, options.instance);
+  if (options.lfib.empty()) options.lfib = Agents::srLfib(options.runDir, options.instance);
   return options;
 }
 

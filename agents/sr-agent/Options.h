@@ -9,11 +9,10 @@
 namespace SrAgent {
 
 struct Options : Agents::CommonOptions {
-  std::string router;    ///< folder of the recorded router
-  std::string instance;  ///< as the tables call it
-  std::string tables;    ///< directory of the segment-routing tables
-  std::string lfib;      ///< directory of the LFIB
-  bool once = false;     ///< ends when the tables are written
+  std::string router;  ///< folder of the recorded router
+  std::string tables;  ///< directory of the segment-routing tables
+  std::string lfib;    ///< directory of the LFIB
+  bool once = false;   ///< ends when the tables are written
   Agents::TableOptions permissions;
 };
 

@@ -1,6 +1,7 @@
 #include "agents/sr-agent/Replayer.h"
 
 #include "agents/common/Advice.h"
+#include "agents/common/TableDirectory.h"
 #include "agents/replay/LineReader.h"
 #include "agents/sr-agent/Router.h"
 #include "agents/sr-agent/SrTables.h"
@@ -17,10 +18,6 @@ Router routerOf(const std::string& folder) {
   return router;
 }
 
-std::string plural(std::size_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 }  // namespace
 
 Replayer::Replayer(Kiln::EventLoop& loop, Agents::Log& log, const Options& options)
@@ -33,41 +30,40 @@ Replayer::Replayer(Kiln::EventLoop& loop, Agents::Log& log, const Options& optio
       labels_(Agents::withAdvice("--lfib", [&] { return directoryIn(options.lfib, options); })) {
   Agents::withAdvice("--tables", [&] { status_->attachWriter(tables_); });
   Agents::withAdvice("--lfib", [&] { FormaTarn::attachWriter(*lfib_, labels_); });
-  log_.say("writes " + tables_.path() + " and " + labels_.path());
+  log_.info("writes tables", {{"tables", tables_.path()}, {"lfib", labels_.path()}});
   replay();
 }
 
 /// An agent that lost its directory to another is of no use: it ends by what this raises.
 Tarn::WriterDirectory Replayer::directoryIn(const std::string& path, const Options& options) {
   const auto report = [this](const std::string& text) {
-    log_.say(text);
+    log_.warning(text);
     loop_.post([status = status_, lfib = lfib_] {
       status->v4RouteTable().mayWrite();
       lfib->lfibRouteTable().mayWrite();
     });
   };
-  return {loop_,
-          {path, options.permissions.owner, options.permissions.group, options.permissions.mode,
-           options.name},
-          report};
+  return {loop_, Agents::directoryOptions(options, options.permissions, path), report};
 }
 
 void Replayer::reload() {
   try {
     replay();
   } catch (const Replay::InputError& problem) {
-    log_.say(std::string(problem.what()) + "; the tables stay as they were");
+    log_.warning(std::string(problem.what()) + "; the tables stay as they were");
   }
 }
 
 void Replayer::replay() {
   const Router router = routerOf(folder_);
   const std::uint64_t changes = writeRows(*status_, router.rows()) + writeLabels(lfib_, router);
-  log_.say("in line with " + folder_ + ": " + plural(status_->globalBlocks(), "global block") +
-           ", " + plural(status_->prefixSegments(), "prefix segment") + ", " +
-           plural(status_->v4Routes() + status_->v6Routes(), "IP route") + " with labels, " +
-           plural(lfib_->lfibRoutes(), "label") + " over " + plural(lfib_->mplsVias(), "via") +
-           "; changed " + plural(changes, "row"));
+  log_.info("in line with the recording", {{"router", folder_},
+                                           {"globalBlocks", status_->globalBlocks()},
+                                           {"prefixSegments", status_->prefixSegments()},
+                                           {"routes", status_->v4Routes() + status_->v6Routes()},
+                                           {"labels", lfib_->lfibRoutes()},
+                                           {"vias", lfib_->mplsVias()},
+                                           {"changedRows", changes}});
 }
 
 }  // namespace SrAgent

@@ -4,26 +4,16 @@
 #include <exception>
 #include <optional>
 
-#include "agents/common/ExitCode.h"
-#include "agents/common/Program.h"
+#include "agents/common/Agent.h"
 #include "agents/sr-agent/Replayer.h"
 #include "platform/tarn/DirectoryStorage.h"
 
 namespace {
 
-void tell(Agents::Log& log, const std::exception_ptr& problem) {
-  try {
-    std::rethrow_exception(problem);
-  } catch (const std::exception& what) {
-    log.say(what.what());
-  }
-}
-
 /// Handles signals before it says anything, so that whoever read that may send them.
 int run(const SrAgent::Options& options) {
-  Agents::startTraces(options);
   Tarn::busErrorsAreHandled();
-  Agents::Log log(options.name);
+  Agents::Log log(options.name, options.logForm);
   Kiln::EventLoop loop;
   std::optional<SrAgent::Replayer> replayer;
   std::optional<int> exitCode;
@@ -32,7 +22,7 @@ int run(const SrAgent::Options& options) {
   loop.signalIs(SIGHUP, [&](int) { replayer->reload(); });
   loop.exceptionHandlerIs([&](const std::exception_ptr& problem) {
     exitCode = Agents::exitFault;
-    tell(log, problem);
+    log.error(Agents::problemText(problem));
   });
   replayer.emplace(loop, log, options);
   if (options.once) return Agents::exitGood;
@@ -43,9 +33,5 @@ int run(const SrAgent::Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return Agents::guarded("sr-agent", [&] {
-    int exitCode = Agents::exitUsage;
-    const auto options = SrAgent::optionsFrom(argc, argv, exitCode);
-    return options ? run(*options) : exitCode;
-  });
+  return Agents::agentMain("sr-agent", argc, argv, SrAgent::optionsFrom, run);
 }

@@ -32,6 +32,7 @@ void InputAgent::load() {
     throw std::runtime_error(source_.file() + ": cannot be read: " + problem.code().message());
   }
   tellErrors();
+  if (!options_.once) program_.onReloadIs([this] { reload(); });
 }
 
 void InputAgent::publish() {
@@ -45,7 +46,7 @@ void InputAgent::publish() {
 void InputAgent::reload() {
   const std::string notice = source_.reload();
   tellErrors();
-  if (!notice.empty()) program_.log().line(source_.file() + ": " + notice);
+  if (!notice.empty()) program_.log().warning(source_.file() + ": " + notice);
   if (!published_) return;
   publishConfig();
   tellRoutes();
@@ -62,12 +63,12 @@ void InputAgent::publishConfig() {
 
 void InputAgent::tellErrors() {
   for (const StaticRoutes::Diagnostic& one : source_.errors())
-    program_.log().line(lineOf(source_.file(), one));
+    program_.log().warning(lineOf(source_.file(), one));
 }
 
 void InputAgent::tellRoutes() {
-  program_.log().say("publishes " + std::to_string(source_.input()->routes()) + " routes as " +
-                     options_.path());
+  program_.log().info("publishes",
+                      {{"routes", source_.input()->routes()}, {"path", options_.path()}});
 }
 
 }  // namespace StaticRouteAgent

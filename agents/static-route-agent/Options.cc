@@ -3,6 +3,7 @@
 #include <charconv>
 #include <map>
 
+#include "agents/common/Agent.h"
 #include "agents/common/Paths.h"
 
 namespace StaticRouteAgent {
@@ -16,15 +17,13 @@ constexpr const char* description =
     "JSON.\nThe input \"static\" also publishes the MPLS configuration: label ranges, interfaces "
     "without MPLS.";
 
-constexpr const char* footer =
-    "Exit codes: 0 ended by SIGINT or SIGTERM, or done; 1 done, but some routes were refused "
-    "(--once); 2 wrong\nusage, or a file that cannot be read at start; 3 refused by the database; "
-    "4 a fault. A restart is no\nwithdrawal: routes stay published until the input is emptied.";
-
-std::string nameProblem(const std::string& name) {
-  const bool good = !name.empty() && name.find('/') == std::string::npos;
-  return good ? "" : "expected a NAME that is not empty and holds no \"/\", found \"" + name + "\"";
-}
+constexpr Agents::AgentHelp help = {
+    .description = description,
+    .note = "A restart is no withdrawal: routes stay published until the input is emptied.",
+    .onReload = "Read the file again",
+    .needs = "a file",
+    .whenDone = "--once, --withdraw",
+    .mayRefusePart = true};
 
 /// A range from "BASE:SIZE"; none from any other text.
 std::optional<Mpls::LabelRange> rangeFrom(const std::string& text) {
@@ -60,12 +59,11 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
   Options options;
   options.name = "static-route-agent";
   bool withdraw = false;
-  CLI::App app(description, options.name);
-  app.footer(footer);
+  CLI::App app("", options.name);
   app.add_option("--input", options.input, "The input to serve: \"static\", or any other name")
       ->type_name("NAME")
       ->required()
-      ->check(CLI::Validator(nameProblem, ""));
+      ->check(Agents::pathName());
   auto* const file = app.add_option("--file", options.file, "Its routes; without, it is empty")
                          ->type_name("FILE")
                          ->check(Agents::notEmpty("FILE"));
@@ -86,14 +84,15 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
           ->check(CLI::Validator(rangeProblem, ""));
   app.add_flag("--once", options.once, "End as soon as the database has everything");
   app.add_flag("--withdraw", withdraw, "Empty the input, then end")->excludes(file);
-  Agents::describe(app, options);
   app.final_callback([&] {
     for (const CLI::Option* one : {routing, labelRange})
       if (*one && !options.isStatic())
         throw CLI::ValidationError(one->get_name(), "expected --input static with it");
   });
+  Agents::describeAgent(app, options, help);
   if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
   options.once = options.once || withdraw;
+  options.instance = options.input;
   return options;
 }
 

@@ -1,5 +1,5 @@
 /// Publishes the static MPLS routes of a file as one input of the route merge. See docs/agents.md.
-#include "agents/common/ExitCode.h"
+#include "agents/common/Agent.h"
 #include "agents/static-route-agent/InputAgent.h"
 
 namespace {
@@ -7,7 +7,6 @@ namespace {
 using namespace StaticRouteAgent;
 
 int run(const Options& options) {
-  Agents::startTraces(options);
   Agents::Program program(options, Agents::Program::Kind::follower);
   const InputAgent agent(program, options);
   if (!options.once) return program.run();
@@ -19,9 +18,5 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return Agents::guarded("static-route-agent", [&] {
-    int exitCode = Agents::exitUsage;
-    const auto options = optionsFrom(argc, argv, exitCode);
-    return options ? run(*options) : exitCode;
-  });
+  return Agents::agentMain("static-route-agent", argc, argv, optionsFrom, run);
 }

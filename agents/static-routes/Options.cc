@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <set>
 
-#include "agents/common/Version.h"
-
 namespace StaticRoutes {
 
 namespace {
@@ -17,9 +15,13 @@ constexpr const char* description =
     "which\nof them is seen by their content.";
 
 constexpr const char* footer =
-    "Exit codes: 0 all right; 1 some routes were refused, the others are loaded; 2 wrong usage, "
-    "a file\nthat cannot be read at start, or output that cannot be written. With --watch, 1 when "
-    "a file's last load had errors.";
+    "Exit codes:\n"
+    "  0                           All right\n"
+    "  1                           Some routes were refused, the others are loaded; with --watch:\n"
+    "                              of a file's last load\n"
+    "  2                           Wrong usage, a file that cannot be read at start, or output "
+    "that\n"
+    "                              cannot be written";
 
 InputOption inputFrom(const std::string& text) {
   const std::size_t equals = text.find('=');
@@ -50,13 +52,9 @@ std::vector<InputOption> inputsFrom(const std::vector<std::string>& texts) {
 
 void describe(CLI::App& app, Options& options, std::vector<std::string>& inputs) {
   app.footer(footer);
-  app.set_version_flag("--version", Agents::versionText("static-routes"));
-  const auto notEmpty = [](const std::string& file) {
-    return file.empty() ? std::string("expected a FILE") : std::string();
-  };
   app.add_option("--static", options.staticFile, "File of the source \"static\"")
       ->type_name("FILE")
-      ->check(notEmpty);
+      ->check(Agents::notEmpty("FILE"));
   app.add_option("--input", inputs, "File of a dynamic source; may be given again")
       ->type_name("NAME=FILE")
       ->allow_extra_args(false);
@@ -66,30 +64,23 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& inputs)
       ->capture_default_str();
   app.add_flag("--watch", options.watch, "Follow the files and print what changes, until a signal");
   app.add_flag("--json", options.json, "Print JSON; with --watch one object a line");
-  app.add_option("--trace", options.trace, "Trace levels, such as RouteConfigMergeSm/8,*/1")
-      ->type_name("SETTING")
-      ->envname("MPLS_TRACE");
-  app.add_option("--ring-trace", options.ringFile, "Keep the ring trace in this file")
-      ->type_name("FILE")
-      ->check(notEmpty);
+  Agents::describeTraces(app, options);
 }
 
 }  // namespace
 
 std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
-  CLI::App app(description, "static-routes");
   Options options;
+  options.name = "static-routes";
+  CLI::App app(description, options.name);
   std::vector<std::string> inputs;
   describe(app, options, inputs);
-  try {
-    app.parse(argc, argv);
+  app.final_callback([&] {
     options.inputs = inputsFrom(inputs);
     if (options.staticFile.empty() && options.inputs.empty())
       throw CLI::ValidationError("static-routes", "expected --static or --input");
-  } catch (const CLI::ParseError& problem) {
-    exitCode = app.exit(problem) == 0 ? exitGood : exitUsage;
-    return std::nullopt;
-  }
+  });
+  if (!Agents::parse(app, argc, argv, exitCode)) return std::nullopt;
   return options;
 }
 

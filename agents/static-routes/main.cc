@@ -5,9 +5,9 @@
 #include <exception>
 #include <iostream>
 
+#include "agents/common/ExitCode.h"
+#include "agents/common/Program.h"
 #include "agents/static-routes/Agent.h"
-#include "platform/forma/Trace.h"
-#include "platform/ringtrace/RingTrace.h"
 
 namespace {
 
@@ -19,10 +19,6 @@ std::unique_ptr<Report> reportFor(const Options& options) {
 }
 
 int run(const Options& options) {
-  RingTrace::printOnFatalSignalIs(true);
-  if (!options.trace.empty()) Forma::traceLevelsIs(options.trace);
-  if (!options.ringFile.empty()) RingTrace::fileIs(options.ringFile);
-
   Kiln::EventLoop loop;
   if (options.watch)  // otherwise they end the program at once, even one that waits for a pipe
     for (const int signo : {SIGINT, SIGTERM}) loop.signalIs(signo, [&](int) { loop.stop(); });
@@ -36,28 +32,17 @@ int run(const Options& options) {
   });
   if (options.watch) loop.run();
   if (failure) std::rethrow_exception(failure);
-  return agent.clean() ? exitGood : exitRefused;
-}
-
-int failed(const char* problem) {
-  std::cout.exceptions(std::ios::goodbit);  // std::cerr flushes it first
-  std::cerr << "static-routes: " << problem << std::endl;
-  return exitUsage;
+  return agent.clean() ? Agents::exitGood : Agents::exitPartRefused;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    std::cout.exceptions(std::ios::badbit | std::ios::failbit);  // nobody would hear the rest
-    int exitCode = exitUsage;
+  return Agents::guarded("static-routes", [&] {
+    int exitCode = Agents::exitUsage;
     const auto options = optionsFrom(argc, argv, exitCode);
-    if (options) exitCode = run(*options);
-    std::cout.flush();
-    return exitCode;
-  } catch (const std::ios::failure&) {
-    return failed("the standard output cannot be written");
-  } catch (const std::exception& problem) {
-    return failed(problem.what());
-  }
+    if (!options) return exitCode;
+    Agents::startTraces(*options);
+    return run(*options);
+  });
 }

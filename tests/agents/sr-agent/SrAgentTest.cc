@@ -164,7 +164,8 @@ TEST(SrAgentProgramTest, FollowsItsRecordingAndLeavesTheTablesBehind) {
   Fs::copy(sample, folder / "r1");
   const std::vector<std::string> arguments = {"r1", "--run", "run"};
   AgentTest::Program agent(folder, "sr-agent", arguments);
-  EXPECT_NE(agent.awaitError("in line with r1").find("6 labels over 7 vias"), std::string::npos);
+  EXPECT_NE(agent.awaitError("in line with the recording router=r1").find(" labels=6 vias=7 "),
+            std::string::npos);
   EXPECT_TRUE(Fs::exists(folder / "run/sr/r1/v6Route.head"));
   AgentTest::Program second(folder, "sr-agent", arguments);
   EXPECT_EQ(second.end(), 2);
@@ -184,12 +185,12 @@ TEST(SrAgentProgramTest, FollowsItsRecordingAndLeavesTheTablesBehind) {
                      "\"nexthops\":[{\"Address\":{\"ifindex\":2,\"addr\":\"10.9.1.2\","
                      "\"labels\":[20004]}}]}}}\n");
   ::kill(agent.pid(), SIGHUP);
-  const std::string line = agent.awaitError("5 labels over 6 vias");
-  EXPECT_NE(line.find("; changed 3 rows"), std::string::npos) << "route, via set and via: " << line;
+  const std::string line = agent.awaitError(" labels=5 vias=6 ");
+  EXPECT_NE(line.find(" changedRows=3"), std::string::npos) << "route, via set and via: " << line;
   EXPECT_EQ(agent.end(SIGKILL), -SIGKILL);
 
   AgentTest::Program next(folder, "sr-agent", arguments);
-  EXPECT_NE(next.awaitError("in line with r1").find("; changed 0 rows"), std::string::npos);
+  EXPECT_NE(next.awaitError("in line with ").find(" changedRows=0"), std::string::npos);
   EXPECT_EQ(next.end(SIGTERM), 0);
   AgentTest::Program without(folder, "sr-agent", {"r2", "--run", "run", "--once"});
   EXPECT_EQ(without.end(), 2);

@@ -94,7 +94,7 @@ TEST_F(ProgramTest, WrongUsageAndUnreadableFilesAreStatus2) {
       {"--static", "f", "--metric", "256"},
       {"--static", "f", "--metric", "-1"},
       {"--static", "f", "--trace", "/"},
-      {"--static", "f", "--ring-trace", "absent/ring"},
+      {"--static", "f", "--ring-file", "absent/ring"},
       {"--static", "f", "--unknown"},
   };
   for (const auto& arguments : wrong) {
@@ -103,7 +103,7 @@ TEST_F(ProgramTest, WrongUsageAndUnreadableFilesAreStatus2) {
   }
   EXPECT_EQ(run({"--static", "absent"}), 2);
   EXPECT_EQ(errors, "static-routes: absent: cannot be read: No such file or directory\n");
-  EXPECT_EQ(run({"--static", "f", "--metric", "255", "--ring-trace", "ring"}), 0);
+  EXPECT_EQ(run({"--static", "f", "--metric", "255", "--ring-file", "ring"}), 0);
   EXPECT_TRUE(Fs::exists(folder / "ring"));
   EXPECT_EQ(run({"--static", "f", "--trace", "RouteConfigMergeSm/8"}), 0);
   EXPECT_NE(errors.find("handleInitialized"), std::string::npos);

@@ -70,7 +70,7 @@ TEST_F(LdpTest, ReadersHaveWhatTheRoutersKnowAndAPeerTakesItsOwnAlong) {
   for (const std::string& name : names) {
     SCOPED_TRACE(name);
     members[name] = startAgent(name);
-    members[name]->awaitError(" messages: ");
+    members[name]->awaitError(" messages=");
     const Result result = verify(name);
     EXPECT_EQ(result.code, 0) << result.output << result.errors;
     EXPECT_EQ(result.output.find("equal: "), 0U) << result.output;
@@ -122,7 +122,7 @@ TEST_F(LdpTest, ReadersHaveWhatTheRoutersKnowAndAPeerTakesItsOwnAlong) {
 TEST_F(LdpTest, AKilledWriterIsFollowedByOneThatTellsTheDifference) {
   copyOf(samples / "west");
   members["west"] = startAgent("west", {"--until", "40"});
-  members["west"]->awaitError("40 messages: ");
+  members["west"]->awaitError(" messages=40 ");
   const auto watch = start("mplsctl", ctl("watch", "west"));
   watch->awaitError("watching ");
   EXPECT_EQ(members["west"]->end(SIGKILL), -SIGKILL);
@@ -131,12 +131,12 @@ TEST_F(LdpTest, AKilledWriterIsFollowedByOneThatTellsTheDifference) {
   EXPECT_FALSE(kept.at("writer").at("present").get<bool>());
   EXPECT_FALSE(kept.at("peers").empty());
   members["west"] = startAgent("west", {"--until", "40"});
-  members["west"]->awaitError("40 messages: ");
+  members["west"]->awaitError(" messages=40 ");
   EXPECT_EQ(shown("west").at("peers"), kept.at("peers"));
 
   EXPECT_EQ(members["west"]->end(SIGKILL), -SIGKILL);
   members["west"] = startAgent("west", {"--pace", "1000"});
-  members["west"]->awaitError("67 messages: ");  // at once, as there were rows
+  members["west"]->awaitError(" messages=67 ");  // at once, as there were rows
   EXPECT_EQ(verify("west").code, 0);
   EXPECT_EQ(members["west"]->end(SIGKILL), -SIGKILL);
   append("west/output/protocol.jsonl",
@@ -160,7 +160,7 @@ TEST_F(LdpTest, AKilledWriterIsFollowedByOneThatTellsTheDifference) {
 TEST_F(LdpTest, ADamagedTableIsReportedAndTheReaderLives) {
   copyOf(samples / "west");
   members["west"] = startAgent("west");
-  members["west"]->awaitError(" messages: ");
+  members["west"]->awaitError(" messages=");
   const auto watch = start("mplsctl", ctl("watch", "west"));
   watch->awaitError("watching ");
   EXPECT_EQ(members["west"]->end(SIGTERM), 0);
@@ -178,7 +178,7 @@ TEST_F(LdpTest, ADamagedTableIsReportedAndTheReaderLives) {
   EXPECT_EQ(verify("west").code, 4);
 
   members["west"] = startAgent("west");
-  members["west"]->awaitError(" messages: ");
+  members["west"]->awaitError(" messages=");
   EXPECT_EQ(verify("west").code, 0) << "written again";
   append("west/events.jsonl", lost);
   while (watch->line() != "peer removed: 192.0.2.2:0 192.0.2.3/32 label 25") {

@@ -15,7 +15,7 @@ class LfibTest : public System {
     folder.write("static", "mpls lsp 100 10.0.0.1 200\nmpls lsp 101 10.0.0.1 200\n");
     folder.write("te", "");
     startAll({"lfib-writer", "centrum", "mpls-agent", "static", "te"});
-    members["lfib-writer"]->awaitError("in line with the merged routes: 2 routes, 1 via sets");
+    members["lfib-writer"]->awaitError("in line with the merged routes routes=2 viaSets=1 ");
   }
   Result ctl(Arguments arguments) const {
     arguments.insert(arguments.end(), {"--run", "run", "--timeout", "20"});
@@ -62,7 +62,7 @@ TEST_F(LfibTest, OutlivesItsWriterAndIsToldOfDifferencesOnly) {
   while (routes() != Strings{"100 static", "1000 te"}) {
   }
   startAll({"lfib-writer"});
-  members["lfib-writer"]->awaitError("in line with the merged routes: 2 routes, 2 via sets");
+  members["lfib-writer"]->awaitError("in line with the merged routes routes=2 viaSets=2 ");
   const auto twoLines = [&watch] { return std::set<std::string>{watch->line(), watch->line()}; };
   EXPECT_EQ(twoLines(),
             (std::set<std::string>{"removed: label 101 metric 100",

@@ -67,14 +67,14 @@ TEST_F(SystemTest, NobodyHearsOfKillsWhateverTheirOrder) {
   EXPECT_EQ(watch->end(SIGINT), 0);
   EXPECT_EQ(watch->rest(), "");
   for (auto& [name, member] : members)  // the last ones may have no ear for signals yet
-    member->awaitError(name == "centrum" ? ": listening at " : " centrum at ");
+    member->awaitError(name == "centrum" ? ": listening " : " centrum");
   stopAll();
 }
 
 /// Without a log, those who live fill the database again.
 TEST_F(SystemTest, AServerThatForgotEverythingIsFilledAgain) {
   startAll({"mpls-agent", "static", "te", "fabric"});
-  members["mpls-agent"]->awaitError("waiting for centrum at socket: No such file or directory");
+  members["mpls-agent"]->awaitError("waiting for centrum: No such file or directory socket=socket");
   for (int round = 0; round < 3; ++round) {
     auto server = start("centrum", {"--no-log"});
     while (routes() != Arguments{"100 static", "400 fabric", "1000 te"}) {
@@ -87,11 +87,12 @@ TEST_F(SystemTest, AServerThatForgotEverythingIsFilledAgain) {
 
 TEST_F(SystemTest, APathHasOneOwnerAndStaysWhenItGoes) {
   startAll(everybody);
-  members["te"]->awaitError("publishes 2 routes as routing/mpls/route/input/dynamic/te");
+  members["te"]->awaitError("publishes routes=2 path=routing/mpls/route/input/dynamic/te");
   const auto holder = "static-route-agent (pid " + std::to_string(members["te"]->pid()) + ", uid ";
   const Result second = run("static-route-agent", {"--input", "te", "--file", "te"});
   EXPECT_EQ(second.code, 3);
-  EXPECT_NE(second.errors.find("input/dynamic/te: refused: "), std::string::npos) << second.errors;
+  EXPECT_NE(second.errors.find("static-route-agent: refused: "), std::string::npos)
+      << second.errors;
   EXPECT_NE(second.errors.find(holder), std::string::npos) << second.errors;
 
   killAll({"te"});
@@ -106,7 +107,7 @@ TEST_F(SystemTest, APathHasOneOwnerAndStaysWhenItGoes) {
   folder.write("half", "mpls lsp 500 10.0.0.1 200\nmpls lsp x\n");
   const Result half = run("static-route-agent", {"--input", "te", "--file", "half", "--once"});
   EXPECT_EQ(half.code, 1);
-  EXPECT_EQ(half.errors.find("half:2:10: expected an incoming label"), 0u) << half.errors;
+  EXPECT_NE(half.errors.find("half:2:10: expected an incoming label"), std::string::npos);
   while (routes().back() != "500 te") {
   }
   folder.write("half", "[{]");  // not understood: what is published stays
@@ -225,7 +226,7 @@ TEST_F(SystemTest, EachExitCodeHasItsReason) {
         << away.errors;
   }
   startAll({"centrum", "mpls-agent"});
-  members["mpls-agent"]->awaitError("routing/mpls/route/input/static: waits to be created");
+  members["mpls-agent"]->awaitError("waits for a path path=routing/mpls/route/input/static");
   const Result early = run("mplsctl", {"route", "conflicts", "--timeout", "0.5"});
   EXPECT_EQ(early.code, 3);
   EXPECT_EQ(early.errors,
