@@ -4,7 +4,8 @@
 #   development  its headers under include/libMpls (so that "platform/forma/Ptr.h" cannot meet a
 #                folder of somebody else), the CMake package `Mpls` with the target Mpls::mpls, and
 #                libMpls.pc for pkg-config; the examples of the guides
-#   programs     the agents and tools, documentation, systemd units and a tmpfiles.d entry
+#   programs     the agents and tools, documentation, systemd units and a tmpfiles.d entry,
+#                the manual page and the bash completion of mplsctl
 include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Mpls")
@@ -48,6 +49,10 @@ endforeach()
 install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT programs
         FILES_MATCHING PATTERN "*.md")
 install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DATADIR}/libMpls" COMPONENT development)
+install(FILES packaging/man/mplsctl.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1"
+        COMPONENT programs)
+install(FILES packaging/completion/mplsctl
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT programs)
 install(FILES packaging/systemd/mpls.conf DESTINATION lib/tmpfiles.d COMPONENT programs)
 
 include(packaging/deb.cmake)

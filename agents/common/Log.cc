@@ -9,6 +9,7 @@
 #include <cstdio>
 
 #include "agents/common/Printable.h"
+#include "platform/ringtrace/RingTrace.h"
 
 namespace Agents {
 
@@ -62,12 +63,17 @@ std::string Log::head(std::string_view level) const {
 }
 
 void Log::line(std::string_view level, std::string_view text, const LogFields& fields) {
-  if (dropped_ != 0 && write(head("warn") + std::to_string(dropped_) + " log lines were lost"))
-    dropped_ = 0;
-  std::string all = head(level).append(text);
+  std::string all(text);
   for (const LogField& one : fields)
     all.append(" ").append(one.key).append("=") += quoted(one.value);
-  if (!write(printable(all))) ++dropped_;
+  if (form_ == Form::agent) RingTrace::record(level, " ", all);  // it outlives who reads the log
+  put(head(level) + all);
+}
+
+void Log::put(const std::string& text) {
+  if (dropped_ != 0 && write(head("warn") + std::to_string(dropped_) + " log lines were lost"))
+    dropped_ = 0;
+  if (!write(printable(text))) ++dropped_;
 }
 
 }  // namespace Agents

@@ -35,7 +35,7 @@ using LogFields = std::vector<LogField>;
 class Log {
  public:
   enum class Form {
-    agent,  ///< level, time, name, text: for a file or a journal
+    agent,  ///< level, time, name, text: for a file or a journal; and into the ring trace
     tool    ///< name, text: for who has called it
   };
 
@@ -50,11 +50,14 @@ class Log {
   void error(std::string_view text, const LogFields& fields = {}) { line("error", text, fields); }
   /// What a tool has to say.
   void say(std::string_view text) { info(text); }
+  /// A line of a form of its own, such as JSON: nothing stands before it.
+  void raw(std::string_view text) { put(std::string(text)); }
 
   Form form() const { return form_; }
 
  private:
   void line(std::string_view level, std::string_view text, const LogFields& fields);
+  void put(const std::string& text);
   std::string head(std::string_view level) const;
 
   const std::string name_;

@@ -7,7 +7,7 @@ namespace Agents {
 
 /// The shape of the JSON that programs print. Members may be added at any time; one that goes, or
 /// means something else, raises it.
-inline constexpr unsigned jsonShape = 1;
+inline constexpr unsigned jsonShape = 2;
 
 /// What --version prints: the program's version, then the four that tell what it works with. Equal
 /// table layouts and equal protocols let programs of different versions work together.

@@ -2,39 +2,48 @@
 #include <unistd.h>
 
 #include <iomanip>
-#include <iostream>
 #include <map>
 #include <sstream>
 
 #include "agents/common/ExitCode.h"
-#include "agents/common/JsonWriter.h"
-#include "agents/common/Printable.h"
-#include "agents/common/Table.h"
 #include "platform/centrum/ServerStatus.h"
 #include "tools/mplsctl/Ages.h"
+#include "tools/mplsctl/Commands.h"
+#include "tools/mplsctl/Output.h"
 #include "tools/mplsctl/Query.h"
 
 namespace MplsCtl {
 
 namespace {
 
-using Agents::Json;
-using Agents::printable;
-using Agents::Row;
 using Centrum::ClientStatus;
 using Centrum::PathStatus;
 using Centrum::Status;
 
-std::string textOf(const Forma::String8& text) { return printable(text.view()); }
-
-std::string orDash(const Forma::String8& text) { return text.empty() ? "-" : textOf(text); }
-
-/// Directories belong to nobody; the path of one who went is marked.
-std::string ownerText(const PathStatus& path) {
-  if (path.owner().empty()) return "-";
-  if (path.ownerPresent()) return textOf(path.owner());
-  return "nobody since " + secondsText(path.ownerAge()) + ", was " + textOf(path.owner());
-}
+constexpr Column pathColumns[] = {{"path", "PATH"},
+                                  {"type", "TYPE"},
+                                  {"subscribers", "SUBSCRIBERS", Kind::number},
+                                  {"cells", "CELLS", Kind::number},
+                                  {"tombstones", "", Kind::number},
+                                  {"bytes", "BYTES", Kind::number},
+                                  {"sequence", "SEQUENCE", Kind::number},
+                                  {"owner", "OWNER"},
+                                  {"ownerPresent", "PRESENT", Kind::flag},
+                                  {"ownerGoneSeconds", "GONE", Kind::seconds}};
+constexpr Column clientColumns[] = {{"name", "CLIENT"},
+                                    {"pid", "PID", Kind::number},
+                                    {"uid", "UID", Kind::number},
+                                    {"mayWrite", "WRITES", Kind::flag},
+                                    {"pathsMounted", "MOUNTED", Kind::number},
+                                    {"pathsOwned", "OWNED", Kind::number},
+                                    {"mountsWaiting", "WAITING", Kind::number},
+                                    {"lag", "LAG", Kind::number},
+                                    {"bytesIn", "BYTES IN", Kind::number},
+                                    {"bytesOut", "BYTES OUT", Kind::number},
+                                    {"connectedSeconds", "CONNECTED", Kind::seconds},
+                                    {"stalled", "STALLED", Kind::flag}};
+constexpr RecordType pathType{"path", pathColumns, 1};
+constexpr RecordType clientType{"client", clientColumns, 1};
 
 std::map<std::string, PathStatus> pathsOf(const Status& status) {
   std::map<std::string, PathStatus> paths;
@@ -48,94 +57,67 @@ std::map<std::uint32_t, ClientStatus> clientsOf(const Status& status) {
   return clients;
 }
 
-std::vector<Row> pathRows(const Status& status) {
-  std::vector<Row> rows{{"PATH", "TYPE", "SUBSCRIBERS", "CELLS", "BYTES", "SEQUENCE", "OWNER"}};
-  for (const auto& [name, path] : pathsOf(status))
-    rows.push_back({name.empty() ? "/" : printable(name), textOf(path.typeName()),
-                    std::to_string(path.subscribers()), std::to_string(path.cells()),
-                    std::to_string(path.bytes()), std::to_string(path.sequence()),
-                    ownerText(path)});
-  return rows;
-}
-
-std::vector<Row> clientRows(const Status& status) {
-  std::vector<Row> rows{{"CLIENT", "PID", "UID", "WRITES", "MOUNTED", "OWNED", "WAITING", "LAG",
-                         "BYTES IN", "BYTES OUT", "CONNECTED", "STATE"}};
-  for (const auto& [number, client] : clientsOf(status))
-    rows.push_back({orDash(client.name()), std::to_string(client.pid()),
-                    std::to_string(client.uid()), client.mayWrite() ? "yes" : "no",
-                    std::to_string(client.pathsMounted()), std::to_string(client.pathsOwned()),
-                    std::to_string(client.mountsWaiting()), std::to_string(client.lag()),
-                    std::to_string(client.bytesIn()), std::to_string(client.bytesOut()),
-                    secondsText(client.connectedFor()), client.stalled() ? "stalled" : "good"});
-  return rows;
-}
-
 std::string hexText(std::uint64_t number) {
   std::ostringstream text;
   text << std::hex << std::setfill('0') << std::setw(16) << number;
   return text.str();
 }
 
-void printText(const Status& status) {
-  std::cout << "Database " << hexText(status.epoch()) << ", sequence " << status.sequence()
-            << ", started " << secondsText(status.startedAgo()) << " ago\nLog: ";
-  if (!status.logProblem().empty()) std::cout << "NOT WRITTEN: " << textOf(status.logProblem());
-  else if (status.logBytes() == 0) std::cout << "none";
-  else std::cout << status.logBytes() << " bytes";
-  std::cout << '\n';
+std::string logText(const Status& status) {
+  if (!status.logProblem().empty())
+    return "NOT WRITTEN: " + std::string(status.logProblem().view());
+  return status.logBytes() == 0 ? "none" : std::to_string(status.logBytes()) + " bytes";
+}
+
+void tellServer(Output& out, const Status& status) {
+  out.fact("epoch", hexText(status.epoch()));
+  out.fact("sequence", status.sequence());
+  out.fact("startedSeconds", status.startedAgo());
+  out.fact("logBytes", status.logBytes());
+  out.fact("logProblem", status.logProblem().view());
+  out.fact("badConnections", status.badConnections());
+  out.fact("lastBadReason", status.lastBadReason().view());
+  out.line("Database " + hexText(status.epoch()) + ", sequence " +
+           std::to_string(status.sequence()) + ", started " + secondsText(status.startedAgo()) +
+           " ago");
+  if (status.logProblem().empty()) out.line("Log: " + logText(status));
+  else out.redLine("Log: " + logText(status));
   if (status.badConnections() != 0)
-    std::cout << "Connections closed for what was sent: " << status.badConnections()
-              << ", the last: " << textOf(status.lastBadReason()) << '\n';
-  std::cout << "\nPaths: " << status.paths() << '\n';
-  Agents::printTable(std::cout, pathRows(status));
-  std::cout << "\nClients: " << status.clients() << '\n';
-  Agents::printTable(std::cout, clientRows(status));
+    out.redLine("Connections closed for what was sent: " + std::to_string(status.badConnections()) +
+                ", the last: " + std::string(status.lastBadReason().view()));
 }
 
-Json pathJson(const std::string& name, const PathStatus& path) {
-  Json json = {{"path", name},
-               {"type", path.typeName().view()},
-               {"owner", path.owner().view()},
-               {"ownerPresent", path.ownerPresent()}};
-  if (!path.ownerPresent()) json["ownerGoneSeconds"] = path.ownerAge();
-  json.update({{"subscribers", path.subscribers()},
-               {"cells", path.cells()},
-               {"tombstones", path.tombstones()},
-               {"bytes", path.bytes()},
-               {"sequence", path.sequence()}});
-  return json;
+void showPaths(Output& out, const Status& status) {
+  out.line("");
+  out.line("Paths: " + std::to_string(status.paths()));
+  Record record(pathType);
+  for (const auto& [name, path] : pathsOf(status)) {
+    record.clear();
+    record.text(name.empty() ? "/" : name).text(path.typeName().view());
+    record.number(path.subscribers()).number(path.cells()).number(path.tombstones());
+    record.number(path.bytes()).number(path.sequence());
+    record.textOrNone(path.owner().view());
+    if (path.owner().empty()) record.none().none();
+    else if (path.ownerPresent()) record.flag(true).none();
+    else record.text("false", Cell::State::fault).seconds(path.ownerAge());
+    out.add(record);
+  }
 }
 
-Json clientJson(const ClientStatus& client) {
-  return {{"name", client.name().view()},
-          {"pid", client.pid()},
-          {"uid", client.uid()},
-          {"mayWrite", client.mayWrite()},
-          {"pathsMounted", client.pathsMounted()},
-          {"pathsOwned", client.pathsOwned()},
-          {"mountsWaiting", client.mountsWaiting()},
-          {"lag", client.lag()},
-          {"bytesIn", client.bytesIn()},
-          {"bytesOut", client.bytesOut()},
-          {"stalled", client.stalled()},
-          {"connectedSeconds", client.connectedFor()}};
-}
-
-void printJson(const Status& status) {
-  Agents::JsonWriter writer(std::cout, false);
-  writer.begin();
-  writer.members({{"epoch", hexText(status.epoch())},
-                  {"sequence", status.sequence()},
-                  {"startedSeconds", status.startedAgo()},
-                  {"logBytes", status.logBytes()},
-                  {"logProblem", status.logProblem().view()},
-                  {"badConnections", status.badConnections()},
-                  {"lastBadReason", status.lastBadReason().view()}});
-  writer.list("paths", pathsOf(status),
-              [](const auto& one) { return pathJson(one.first, one.second); });
-  writer.list("clients", clientsOf(status), [](const auto& one) { return clientJson(one.second); });
-  writer.end();
+void showClients(Output& out, const Status& status) {
+  out.line("");
+  out.line("Clients: " + std::to_string(status.clients()));
+  Record record(clientType);
+  for (const auto& [number, client] : clientsOf(status)) {
+    record.clear();
+    record.text(client.name().view()).number(client.pid()).number(client.uid());
+    record.flag(client.mayWrite()).number(client.pathsMounted()).number(client.pathsOwned());
+    record.number(client.mountsWaiting()).number(client.lag());
+    record.number(client.bytesIn()).number(client.bytesOut()).seconds(client.connectedFor());
+    record.text(client.stalled() ? "true" : "false",
+                client.stalled() ? Cell::State::fault : Cell::State::value);
+    out.add(record);
+  }
 }
 
 /// What is published may be from before somebody asked. What tells of us is not.
@@ -148,6 +130,11 @@ bool isFresh(const Status& status) {
 
 }  // namespace
 
+RecordTypes dbTypes() {
+  static constexpr const RecordType* types[] = {&pathType, &clientType};
+  return types;
+}
+
 int dbShow(const Options& options) {
   const std::string path(Centrum::statusPath);
   Agents::Program program(options, Agents::Program::Kind::query);
@@ -158,8 +145,11 @@ int dbShow(const Options& options) {
           program, options, [&] { return status && isFresh(*status); },
           path + ": not brought up to date by centrum"))
     return exitCodeOf(program);
-  (options.json ? printJson : printText)(*status);
-  return Agents::exitGood;
+  Output out(options);
+  tellServer(out, *status);
+  showPaths(out, *status);
+  showClients(out, *status);
+  return out.end(Agents::exitGood);
 }
 
 }  // namespace MplsCtl

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 
 #include "agents/common/ExitCode.h"
-#include "agents/common/Printable.h"
-#include "agents/common/Table.h"
+#include "tools/mplsctl/Commands.h"
+#include "tools/mplsctl/Errors.h"
 #include "tools/mplsctl/LabelReader.h"
+#include "tools/mplsctl/Output.h"
 
 namespace MplsCtl {
 
@@ -24,48 +24,49 @@ constexpr std::array fates{LabelFate::keeps, LabelFate::moves, LabelFate::loses,
 
 bool isHeld(const LabelPlan::Step& step) { return step.block != Mpls::LabelBlock(); }
 
-void printText(const LabelPlan& plan, const LabelView& view) {
-  if (!view.routing) std::cout << "MPLS routing is off: this is for when it is on\n";
-  if (view.range) std::cout << "Now: " << rangeText(*view.range) << '\n';
-  std::cout << "Planned: " << rangeText(Mpls::DynamicRange(plan.range)) << '\n';
-  std::string separator = "Requests: ";
-  for (const LabelFate fate : fates)
-    std::cout << std::exchange(separator, ", ") << plan.count(fate) << ' ' << labelFateText(fate);
-  std::cout << '\n';
-  if (plan.steps.empty()) return;
-  Agents::TableStream table(std::cout, {"CLIENT", "ID", "LABELS NOW", "FATE"});
-  for (const LabelPlan::Step& step : plan.steps)
-    table.add({Agents::printable(step.client.view()), Agents::printable(step.id.view()),
-               isHeld(step) ? blockText(step.block) : "-", std::string(labelFateText(step.fate))});
-  table.end();
+constexpr Column columns[] = {{"client", "CLIENT"},
+                              {"id", "ID"},
+                              {"first", "FIRST LABEL NOW", Kind::number},
+                              {"last", "LAST LABEL NOW", Kind::number},
+                              {"fate", "FATE"}};
+constexpr RecordType requestType{"request", columns, 2};
+
+void tellCounts(Output& out, const LabelPlan& plan) {
+  Json counts = Json::object();
+  std::string text;
+  for (const LabelFate fate : fates) {
+    const std::string name(labelFateText(fate));
+    counts[name] = plan.count(fate);
+    text += (text.empty() ? "Requests: " : ", ") + std::to_string(plan.count(fate)) + " " + name;
+  }
+  out.fact("counts", counts, text);
 }
 
-void printJson(const LabelPlan& plan, const LabelView& view) {
-  Agents::JsonWriter writer(std::cout, false);
-  writer.begin();
-  writer.member("mplsRouting", view.routing);
-  if (view.range) writer.member("range", rangeJson(*view.range));
-  writer.member("planned", rangeJson(Mpls::DynamicRange(plan.range)));
-  Json counts = Json::object();
-  for (const LabelFate fate : fates) counts[std::string(labelFateText(fate))] = plan.count(fate);
-  writer.member("counts", counts);
-  writer.list("requests", plan.steps, [](const LabelPlan::Step& step) {
-    Json json = requestJson({std::string(step.client.view()), std::string(step.id.view())});
-    if (isHeld(step)) json.update(blockJson(step.block));
-    json["fate"] = labelFateText(step.fate);
-    return json;
-  });
-  writer.end();
+void showSteps(Output& out, const LabelPlan& plan) {
+  Record record(requestType);
+  for (const LabelPlan::Step& step : plan.steps) {
+    record.clear();
+    record.text(step.client.view()).text(step.id.view());
+    if (isHeld(step)) record.number(step.block.blockStart().value()).number(lastLabel(step.block));
+    else record.none().none();
+    record.text(labelFateText(step.fate));
+    if (!out.add(record)) break;
+  }
 }
 
 }  // namespace
 
+RecordTypes labelPlanTypes() {
+  static constexpr const RecordType* types[] = {&requestType};
+  return types;
+}
+
 int labelPlan(const Options& options) {
-  Agents::Program program(options, Agents::Program::Kind::query);
   if (options.rangeSize > Netbase::MplsLabel::max + 1 - options.rangeBase) {
-    program.log().say("the range ends above label 1048575");
+    tellError(options, ErrorCode::usage, "the range ends above label 1048575");
     return Agents::exitUsage;
   }
+  Agents::Program program(options, Agents::Program::Kind::query);
   LabelReader reader(program);
   if (!reader.await(options)) return exitCodeOf(program);
   LabelPlan plan = Mpls::labelPlan(Mpls::LabelRange(options.rangeBase, options.rangeSize),
@@ -73,8 +74,16 @@ int labelPlan(const Options& options) {
   std::ranges::sort(plan.steps, [](const auto& a, const auto& b) {
     return std::tie(a.client, a.id) < std::tie(b.client, b.id);
   });
-  (options.json ? printJson : printText)(plan, reader.view());
-  return Agents::exitGood;
+  const LabelView view = reader.view();
+  Output out(options);
+  out.fact("mplsRouting", view.routing);
+  if (!view.routing) out.line("MPLS routing is off: this is for when it is on");
+  if (view.range) out.fact("range", rangeJson(*view.range), "Now: " + rangeText(*view.range));
+  const Mpls::DynamicRange planned(plan.range);
+  out.fact("planned", rangeJson(planned), "Planned: " + rangeText(planned));
+  tellCounts(out, plan);
+  showSteps(out, plan);
+  return out.end(Agents::exitGood);
 }
 
 }  // namespace MplsCtl

@@ -9,10 +9,6 @@ namespace {
 
 std::string stringOf(const Forma::Name& name) { return std::string(name.view()); }
 
-std::uint32_t lastLabel(const Mpls::LabelBlock& block) {
-  return block.blockStart().value() + Mpls::LabelBlock::blockSize - 1;
-}
-
 }  // namespace
 
 LabelReader::LabelReader(Agents::Program& program)
@@ -84,6 +80,10 @@ std::vector<std::string> LabelReader::gone() const {
     if (!text.empty()) lines.emplace_back(path).append(": ").append(text);
   }
   return lines;
+}
+
+std::uint32_t lastLabel(const Mpls::LabelBlock& block) {
+  return block.blockStart().value() + Mpls::LabelBlock::blockSize - 1;
 }
 
 Agents::Json requestJson(const LabelRequestKey& request) {

@@ -69,6 +69,8 @@ class LabelReader {
   std::size_t pendingClients_ = 0;
 };
 
+/// The last label of a block.
+std::uint32_t lastLabel(const Mpls::LabelBlock& block);
 /// {"client", "id"}
 Agents::Json requestJson(const LabelRequestKey& request);
 /// {"first", "last"}: labels.

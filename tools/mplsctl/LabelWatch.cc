@@ -1,35 +1,45 @@
 /// `mplsctl label watch`: a line for each block that is granted, moved or withdrawn, each request
 /// that begins or ends to wait, and changes of range and switch. The connection may come and go
 /// meanwhile: what is the same afterwards is not told.
-#include <iostream>
 #include <set>
-#include <string_view>
 
-#include "agents/common/Printable.h"
-#include "tools/mplsctl/LabelReader.h"
+#include "tools/mplsctl/Errors.h"
+#include "tools/mplsctl/LabelRecords.h"
+#include "tools/mplsctl/WatchOutput.h"
 
 namespace MplsCtl {
 
 namespace {
 
-using Agents::Json;
-
 /// Compares what there is at the end of each turn with what was there before.
 class Watch {
  public:
-  Watch(const LabelReader& reader, bool json)
-      : reader_(reader), json_(json), before_(currentView()) {}
+  Watch(const LabelReader& reader, const Options& options)
+      : reader_(reader), out_(options), before_(currentView()) {
+    fillRecord(range_, before_);
+    out_.initial(range_);
+    for (const auto& [request, block] : before_.blocks) {
+      fillRecord(block_, request, block, before_);
+      out_.initial(block_);
+    }
+    for (const auto& [request, seconds] : before_.waits) {
+      fillRecord(wait_, request, seconds);
+      out_.initial(wait_);
+    }
+    out_.sync();
+  }
 
   const LabelView& view() const { return before_; }
 
   void handleTurnEnd() {
     const LabelView now = currentView();
-    if (now.routing != before_.routing) handleRouting(now.routing);
+    if (now.routing != before_.routing)
+      tellRange(now, std::string("MPLS routing is ") + (now.routing ? "on" : "off"));
     if (now.range && (!before_.range || now.range->range() != before_.range->range()))
-      handleRange(*now.range);
+      tellRange(now, "range: " + rangeText(*now.range));
     for (const LabelRequestKey& request : requests(before_, now)) handleRequest(request, now);
     before_ = now;
-    std::cout.flush();
+    out_.flush();
   }
 
  private:
@@ -49,57 +59,48 @@ class Watch {
     return all;
   }
 
-  void handleRouting(bool on) const {
-    if (json_) print({{"event", "mplsRouting"}, {"on", on}});
-    else std::cout << "MPLS routing is " << (on ? "on" : "off") << '\n';
+  void tellRange(const LabelView& now, const std::string& line) {
+    fillRecord(range_, now);
+    out_.changed("changed", range_, line);
   }
-  void handleRange(const Mpls::DynamicRange& range) const {
-    Json json = {{"event", "range"}};
-    json.update(rangeJson(range));
-    if (json_) print(json);
-    else std::cout << "range: " << rangeText(range) << '\n';
-  }
-  void handleRequest(const LabelRequestKey& request, const LabelView& now) const {
+  void handleRequest(const LabelRequestKey& request, const LabelView& now) {
     const Mpls::LabelBlock* const had = blockOf(before_, request);
     const Mpls::LabelBlock* const has = blockOf(now, request);
-    if (had != nullptr && has != nullptr) {
-      if (*had != *has) print("moved", request, has, had);
-    } else if (has != nullptr) {
-      print("granted", request, has, nullptr);
-    } else if (had != nullptr) {
-      print("withdrawn", request, nullptr, had);
+    if (has != nullptr && (had == nullptr || *had != *has)) tellBlock(request, *has, had, now);
+    if (had != nullptr && has == nullptr) {
+      fillRecord(block_, request, *had, before_);
+      out_.removed("withdrawn", block_,
+                   "withdrawn: " + nameOf(request) + " labels " + blockText(*had));
     }
     const bool waited = before_.waits.contains(request);
     const bool waits = now.waits.contains(request);
-    if (waits && !waited) print("waits", request, nullptr, nullptr);
-    if (waited && !waits && has == nullptr) print("ended", request, nullptr, nullptr);
+    if (waits == waited) return;
+    fillRecord(wait_, request, waits ? now.waits.at(request) : std::nullopt);
+    if (waits) out_.changed("waits", wait_, "waits: " + nameOf(request));
+    else if (has == nullptr) out_.removed("ended", wait_, "ended: " + nameOf(request));
+    else out_.forget(wait_);
+  }
+  void tellBlock(const LabelRequestKey& request, const Mpls::LabelBlock& has,
+                 const Mpls::LabelBlock* had, const LabelView& now) {
+    fillRecord(block_, request, has, now);
+    const std::string op = had != nullptr ? "moved" : "granted";
+    out_.changed(op, block_,
+                 op + ": " + nameOf(request) + " labels " +
+                     (had != nullptr ? blockText(*had) + " to " : "") + blockText(has));
+  }
+  static std::string nameOf(const LabelRequestKey& request) {
+    return "client " + request.first + " ID " + request.second;
   }
   static const Mpls::LabelBlock* blockOf(const LabelView& view, const LabelRequestKey& request) {
     const auto found = view.blocks.find(request);
     return found == view.blocks.end() ? nullptr : &found->second;
   }
 
-  static void print(const Json& json) { std::cout << Agents::jsonText(json) << '\n'; }
-  void print(std::string_view event, const LabelRequestKey& request, const Mpls::LabelBlock* has,
-             const Mpls::LabelBlock* had) const {
-    const Mpls::LabelBlock* const block = has != nullptr ? has : had;
-    const bool moved = has != nullptr && had != nullptr;
-    if (json_) {
-      Json json = {{"event", event}};
-      json.update(requestJson(request));
-      if (block != nullptr) json.update(blockJson(*block));
-      if (moved) json["from"] = blockJson(*had);
-      return print(json);
-    }
-    std::cout << event << ": client " << Agents::printable(request.first) << " ID "
-              << Agents::printable(request.second);
-    if (block != nullptr)
-      std::cout << " labels " << (moved ? blockText(*had) + " to " : "") << blockText(*block);
-    std::cout << '\n';
-  }
-
   const LabelReader& reader_;
-  const bool json_;
+  WatchOutput out_;
+  Record range_{labelRangeType};
+  Record block_{labelBlockType};
+  Record wait_{labelWaitType};
   LabelView before_;
 };
 
@@ -109,11 +110,11 @@ int labelWatch(const Options& options) {
   Agents::Program program(options, Agents::Program::Kind::follower);
   LabelReader reader(program);
   if (!reader.await(options)) return exitCodeOf(program);
-  Watch watch(reader, options.json);
-  program.log().say("watching " + std::to_string(watch.view().blocks.size()) + " blocks, " +
-                    std::to_string(watch.view().waits.size()) + " requests that wait");
+  Watch watch(reader, options);
+  tellInfo(options, "watching " + std::to_string(watch.view().blocks.size()) + " blocks, " +
+                        std::to_string(watch.view().waits.size()) + " requests that wait");
   const auto id = program.loop().turnEndIs([&] { watch.handleTurnEnd(); });
-  const int exitCode = program.run();
+  const int exitCode = follow(program);
   program.loop().turnEndDel(id);
   return exitCode;
 }

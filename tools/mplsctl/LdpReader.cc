@@ -7,6 +7,9 @@
 #include "agents/router-bindings/Snapshot.h"
 #include "platform/centrum/ServerStatus.h"
 #include "platform/tarn/DirectoryStorage.h"
+#include "tools/mplsctl/Errors.h"
+#include "tools/mplsctl/Labels.h"
+#include "tools/mplsctl/TableFiles.h"
 #include "tools/mplsctl/WriterText.h"
 
 namespace MplsCtl {
@@ -41,7 +44,7 @@ void LdpReader::handleReport(const std::string& text) {
   const bool isDamage = text.find(": damage: ") != std::string::npos;
   if (isAwaiting_ && !isDamage) return reports_.push_back(text);
   isDamaged_ = true;
-  program_.log().say(text);
+  tellError(options_, ErrorCode::corrupt, text);
 }
 
 bool LdpReader::areAttached() const {
@@ -67,10 +70,13 @@ bool LdpReader::await() {
     program_.await([this] { return areLinksSettled(); }, options_.timeout);
     return !program_.ended();
   }
-  for (const std::string& text : std::exchange(reports_, {})) program_.log().say(text);
-  program_.log().say(directory_.path() +
-                     ": no LDP tables to be read; start ldp-agent, or tell with --tables where it "
-                     "writes");
+  isMissing_ = true;
+  for (const std::string& text : std::exchange(reports_, {}))
+    tellError(options_, ErrorCode::cannotOpen, text);
+  isDamaged_ = isDamaged_ || hasDamagedHead(directory_.path());
+  tellError(options_, ErrorCode::cannotOpen,
+            "no LDP tables to be read; start ldp-agent, or tell with --tables where it writes",
+            directory_.path());
   return false;
 }
 
@@ -95,7 +101,10 @@ Agents::Json LdpReader::json() const {
   return directoryJson(directory_, std::as_const(*tables_).localLbtTable().view());
 }
 
-int LdpReader::exitCode() const { return isDamaged_ ? Agents::exitFault : Agents::exitGood; }
+int LdpReader::exitCode() const {
+  if (isDamaged_) return Agents::exitFault;
+  return isMissing_ ? Agents::exitDatabase : Agents::exitGood;
+}
 
 // ---- Bindings and text -------------------------------------------------------------------------
 
@@ -113,8 +122,7 @@ void eachBinding(const Ldp::LabelBindingTable& table,
 }
 
 std::string labelText(Netbase::MplsLabel label) {
-  if (label == 0 || label == 2) return "explicit-null";
-  return label == 3 ? "implicit-null" : std::to_string(label.value());
+  return std::string(labelName(std::to_string(label.value())));
 }
 
 std::string filterText(Mpls::FecFilteredState state) {

@@ -44,6 +44,7 @@ class LdpReader {
   bool await();
 
   Tarn::ReaderDirectory& directory() { return directory_; }
+  const Options& options() const { return options_; }
   const Forma::Ptr<Tables>& tables() const { return tables_; }
   const Ldp::LabelBindingTable& local() const { return *local_; }
   const Ldp::LabelBindingTableColl& peers() const { return *peers_; }
@@ -54,7 +55,7 @@ class LdpReader {
   Agents::Json json() const;
   /// That nobody publishes the links any more; empty while somebody does, or they are not known.
   std::string linksGone() const;
-  /// The exit code of a command that showed something: damage was met, or not.
+  /// The exit code so far: damage was met, or tables are missing, or neither.
   int exitCode() const;
 
  private:
@@ -63,10 +64,11 @@ class LdpReader {
   bool areLinksSettled() const;
 
   Agents::Program& program_;
-  const Options options_;
+  const Options& options_;
   const std::string linksPath_;
   bool isAwaiting_ = true;
   bool isDamaged_ = false;
+  bool isMissing_ = false;
   bool hasAnswered_ = false;          // the database, to what was asked first
   std::vector<std::string> reports_;  // while waiting
   Tarn::ReaderDirectory directory_;

@@ -1,39 +1,52 @@
 /// `mplsctl ldp watch`: a line for each fact that came or went, and for each link on which LDP
 /// became ready, or is not any more. Writers may come and go meanwhile: what stays is not told.
-#include <array>
-#include <iostream>
 #include <string_view>
 
-#include "agents/common/ExitCode.h"
-#include "agents/common/Printable.h"
 #include "platform/forma/HashMap.h"
+#include "tools/mplsctl/Commands.h"
+#include "tools/mplsctl/Errors.h"
 #include "tools/mplsctl/LdpReader.h"
+#include "tools/mplsctl/Query.h"
+#include "tools/mplsctl/WatchOutput.h"
 
 namespace MplsCtl {
 
 namespace {
 
 using namespace Ldp::LdpTarn;
-using Agents::Json;
 
 /// 0 while a fact is absent; else 1, and the number of a filter's state added.
 using State = std::uint8_t;
 constexpr State absent = 0;
 
-/// What a line says of one kind of facts.
-struct Kind {
-  std::string_view word;   ///< "local"
-  std::string_view event;  ///< of a JSON line: "local"
-};
+// ---- Records ------------------------------------------------------------------------------------
+
+constexpr Column localColumns[] = {{"fec", "FEC"}, {"label", "LABEL", Kind::number}};
+constexpr Column advertisedColumns[] = {{"fec", "FEC"}, {"peer", "PEER"}};
+constexpr Column localFilterColumns[] = {{"fec", "FEC"}, {"filter", "FILTER"}};
+constexpr Column peerColumns[] = {
+    {"peer", "PEER"}, {"fec", "FEC"}, {"label", "LABEL", Kind::number}};
+constexpr Column peerFilterColumns[] = {{"peer", "PEER"}, {"fec", "FEC"}, {"filter", "FILTER"}};
+constexpr Column linkColumns[] = {{"interface", "INTERFACE"}, {"ready", "READY", Kind::flag}};
+
+constexpr RecordType localType{"localLabel", localColumns, 2};
+constexpr RecordType advertisedType{"advertisement", advertisedColumns, 2};
+constexpr RecordType localFilterType{"localFilter", localFilterColumns, 1};
+constexpr RecordType peerType{"peerLabel", peerColumns, 3};
+constexpr RecordType peerFilterType{"peerFilter", peerFilterColumns, 2};
+constexpr RecordType linkType{"link", linkColumns, 1};
 
 /// The facts of one table, as they were told.
 template <class Key>
 class Facts {
  public:
-  explicit Facts(Kind kind) : kind_(kind) {}
+  /// `word` is what lines for people begin with.
+  Facts(const RecordType& type, std::string_view word) : record_(type), word_(word) {}
+  Record& record() { return record_; }
+  std::string_view word() const { return word_; }
   void begin(const Key& key, State state) { known_.put(key, state); }
   void tell(const Key& key) { told_.insert(key); }
-  /// Calls `print(kind, word, key, state)` for the facts that are not as they were. `stateOf` says
+  /// Calls `print(op, key, state)` for the facts that are not as they were. `stateOf` says
   /// how they are.
   template <class StateOf, class Print>
   void tellDifferences(StateOf stateOf, Print print) {
@@ -44,12 +57,13 @@ class Facts {
       if (now == before) continue;
       if (now == absent) known_.erase(key);
       else known_.put(key, now);
-      print(kind_, before == absent ? "added" : now == absent ? "removed" : "changed", key, now);
+      print(before == absent ? "added" : now == absent ? "removed" : "changed", key, now);
     }
   }
 
  private:
-  const Kind kind_;
+  Record record_;
+  const std::string_view word_;
   Forma::HashMap<Key, State> known_;
   std::set<Key> told_;
 };
@@ -87,22 +101,6 @@ State stateOf(const LdpReader& reader, const LdpPeerLbtFilterStateKey& key) {
 
 // ---- Lines --------------------------------------------------------------------------------------
 
-Json jsonOf(const LdpLocalLbtKey& key) {
-  return {{"fec", textOf(key.fwdEqvClass())}, {"label", key.label().value()}};
-}
-Json jsonOf(const LdpLocalLbtAdvertisedToKey& key) {
-  return {{"fec", textOf(key.fwdEqvClass())}, {"peer", textOf(key.ldpIdentifier())}};
-}
-Json jsonOf(const Mpls::FwdEqvClass& fec) { return {{"fec", textOf(fec)}}; }
-Json jsonOf(const LdpPeerLbtKey& key) {
-  Json json = {{"peer", textOf(key.ldpIdentifier())}};
-  json.update(jsonOf(LdpLocalLbtKey(key.fwdEqvClass(), key.label())));
-  return json;
-}
-Json jsonOf(const LdpPeerLbtFilterStateKey& key) {
-  return {{"peer", textOf(key.ldpIdentifier())}, {"fec", textOf(key.fwdEqvClass())}};
-}
-
 std::string lineOf(const LdpLocalLbtKey& key) {
   return textOf(key.fwdEqvClass()) + " label " + labelText(key.label());
 }
@@ -121,20 +119,43 @@ std::string stateText(State state) {
   return filterText(static_cast<Mpls::FecFilteredState>(state - 1));
 }
 
+void fillRecord(Record& record, const LdpLocalLbtKey& key, State /*state*/) {
+  record.text(textOf(key.fwdEqvClass())).number(key.label().value());
+}
+void fillRecord(Record& record, const LdpLocalLbtAdvertisedToKey& key, State /*state*/) {
+  record.text(textOf(key.fwdEqvClass())).text(textOf(key.ldpIdentifier()));
+}
+void fillRecord(Record& record, const Mpls::FwdEqvClass& fec, State state) {
+  record.text(textOf(fec)).textOrNone(state == absent ? "" : stateText(state));
+}
+void fillRecord(Record& record, const LdpPeerLbtKey& key, State /*state*/) {
+  record.text(textOf(key.ldpIdentifier())).text(textOf(key.fwdEqvClass()));
+  record.number(key.label().value());
+}
+void fillRecord(Record& record, const LdpPeerLbtFilterStateKey& key, State state) {
+  record.text(textOf(key.ldpIdentifier())).text(textOf(key.fwdEqvClass()));
+  record.textOrNone(state == absent ? "" : stateText(state));
+}
+
 class Watch : public LdpLabelBindingTable::NotifieeConst {
  public:
-  Watch(Agents::Program& program, LdpReader& reader, bool json)
-      : program_(program), reader_(reader), json_(json), links_(linksNow()) {
+  Watch(LdpReader& reader, const Options& options)
+      : options_(options), reader_(reader), out_(options), links_(linksNow()) {
     const LdpLabelBindingTable& tables = *reader.tables();
     begin(tables.localLbtTable(), local_);
     begin(tables.localLbtAdvertisedToTable(), advertised_);
     begin(tables.localLbtFilterStateTable(), localFilters_);
     begin(tables.peerLbtTable(), peer_);
     begin(tables.peerLbtFilterStateTable(), peerFilters_);
+    for (const auto& [link, ready] : links_) {
+      fillLink(link.second, ready);
+      out_.initial(link_);
+    }
+    out_.sync();
     notifierIs(reader.tables());
     reader.directory().onWriterIs([this] { handleWriter(); });
-    program.log().say("watching " + std::to_string(tables.localLbts() + tables.peerLbts()) +
-                      " bindings in " + reader.directory().path() + ", " + reader.writerText());
+    tellInfo(options, "watching " + std::to_string(tables.localLbts() + tables.peerLbts()) +
+                          " bindings in " + reader.directory().path() + ", " + reader.writerText());
   }
 
   using NotifieeConst::onLocalLbt;
@@ -160,32 +181,35 @@ class Watch : public LdpLabelBindingTable::NotifieeConst {
     tellDifferences(peer_);
     tellDifferences(peerFilters_);
     tellLinks();
-    std::cout.flush();
+    out_.flush();
   }
 
  private:
   template <class Table, class Key>
   void begin(const Table& table, Facts<Key>& facts) {
-    table.eachKey([&](const Key& key) { facts.begin(key, stateOf(reader_, key)); });
+    table.eachKey([&](const Key& key) {
+      const State state = stateOf(reader_, key);
+      facts.begin(key, state);
+      facts.record().clear();
+      fillRecord(facts.record(), key, state);
+      if (state != absent) out_.initial(facts.record());
+    });
   }
   template <class Key>
   void tellDifferences(Facts<Key>& facts) {
-    facts.tellDifferences([this](const Key& key) { return stateOf(reader_, key); },
-                          [this](const Kind& kind, std::string_view word, const Key& key,
-                                 State now) { print(kind, word, key, now); });
+    facts.tellDifferences(
+        [this](const Key& key) { return stateOf(reader_, key); },
+        [&](std::string_view op, const Key& key, State now) { tell(facts, op, key, now); });
   }
   template <class Key>
-  void print(const Kind& kind, std::string_view word, const Key& key, State now) const {
-    const bool isFilter = kind.word.find("filter") != std::string_view::npos && now != absent;
-    if (json_) {
-      Json json = {{"event", kind.event}, {"change", word}};
-      json.update(jsonOf(key));
-      if (isFilter) json["filter"] = stateText(now);
-      std::cout << Agents::jsonText(json) << '\n';
-    } else {
-      std::cout << kind.word << ' ' << word << ": " << lineOf(key)
-                << (isFilter ? " " + stateText(now) : "") << '\n';
-    }
+  void tell(Facts<Key>& facts, std::string_view op, const Key& key, State now) {
+    const bool isFilter = facts.word().ends_with("filter") && now != absent;
+    const std::string line = std::string(facts.word()) + " " + std::string(op) + ": " +
+                             lineOf(key) + (isFilter ? " " + stateText(now) : "");
+    facts.record().clear();
+    fillRecord(facts.record(), key, now);
+    if (now == absent) out_.removed(op, facts.record(), line);
+    else out_.changed(op, facts.record(), line);
   }
 
   LdpReader::Links linksNow() const { return reader_.links().value_or(LdpReader::Links()); }
@@ -194,42 +218,50 @@ class Watch : public LdpLabelBindingTable::NotifieeConst {
     LdpReader::Links now = linksNow();
     for (const auto& [link, ready] : now)
       if (const auto was = links_.find(link); ready != (was != links_.end() && was->second))
-        printLink(link.second, ready);
+        tellLink(link.second, ready);
     for (const auto& [link, ready] : links_)
-      if (ready && !now.contains(link)) printLink(link.second, false);
+      if (ready && !now.contains(link)) tellLink(link.second, false);
     links_ = std::move(now);
   }
-  void printLink(const std::string& intf, bool ready) const {
-    if (json_)
-      std::cout << Agents::jsonText({{"event", "link"}, {"interface", intf}, {"ready", ready}})
-                << '\n';
-    else
-      std::cout << (ready ? "link ready: " : "link not ready: ") << Agents::printable(intf) << '\n';
+  void fillLink(const std::string& intf, bool ready) {
+    link_.clear();
+    link_.text(intf).flag(ready);
+  }
+  void tellLink(const std::string& intf, bool ready) {
+    fillLink(intf, ready);
+    out_.changed("changed", link_, (ready ? "link ready: " : "link not ready: ") + intf);
   }
   void handleWriter() {
-    program_.log().say(reader_.directory().path() + ": " + reader_.writerText());
+    tellInfo(options_, reader_.directory().path() + ": " + reader_.writerText());
   }
 
-  Agents::Program& program_;
+  const Options& options_;
   LdpReader& reader_;
-  const bool json_;
-  Facts<LdpLocalLbtKey> local_{{"local", "localLabel"}};
-  Facts<LdpLocalLbtAdvertisedToKey> advertised_{{"advertised", "advertisement"}};
-  Facts<Mpls::FwdEqvClass> localFilters_{{"local filter", "localFilter"}};
-  Facts<LdpPeerLbtKey> peer_{{"peer", "peerLabel"}};
-  Facts<LdpPeerLbtFilterStateKey> peerFilters_{{"peer filter", "peerFilter"}};
+  WatchOutput out_;
+  Record link_{linkType};
+  Facts<LdpLocalLbtKey> local_{localType, "local"};
+  Facts<LdpLocalLbtAdvertisedToKey> advertised_{advertisedType, "advertised"};
+  Facts<Mpls::FwdEqvClass> localFilters_{localFilterType, "local filter"};
+  Facts<LdpPeerLbtKey> peer_{peerType, "peer"};
+  Facts<LdpPeerLbtFilterStateKey> peerFilters_{peerFilterType, "peer filter"};
   LdpReader::Links links_;
 };
 
 }  // namespace
 
+RecordTypes ldpWatchTypes() {
+  static constexpr const RecordType* types[] = {&localType, &advertisedType, &localFilterType,
+                                                &peerType,  &peerFilterType, &linkType};
+  return types;
+}
+
 int ldpWatch(const Options& options) {
   Agents::Program program(options, Agents::Program::Kind::follower);
   LdpReader reader(program, options);
-  if (!reader.await()) return program.ended() ? program.exitCode() : Agents::exitDatabase;
-  Watch watch(program, reader, options.json);
+  if (!reader.await()) return program.ended() ? program.exitCode() : reader.exitCode();
+  Watch watch(reader, options);
   const auto id = program.loop().turnEndIs([&] { watch.handleTurnEnd(); });
-  const int exitCode = program.run();
+  const int exitCode = follow(program);
   program.loop().turnEndDel(id);
   return exitCode;
 }

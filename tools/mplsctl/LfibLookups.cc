@@ -1,16 +1,14 @@
 /// `mplsctl lfib lookups`: the labels whose packets are looked up in a VRF, as the forwarding agent
 /// publishes them.
-#include <iostream>
 #include <map>
 #include <string>
 
 #include "agents/common/ExitCode.h"
-#include "agents/common/JsonWriter.h"
 #include "agents/common/Paths.h"
-#include "agents/common/Printable.h"
-#include "agents/common/Table.h"
 #include "mpls/lfib/LfibIpLookupStatus.h"
 #include "platform/forma/Dir.h"
+#include "tools/mplsctl/Commands.h"
+#include "tools/mplsctl/Output.h"
 #include "tools/mplsctl/Query.h"
 
 namespace MplsCtl {
@@ -69,38 +67,16 @@ class Reader {
   std::vector<std::string> names_;
 };
 
-void printText(const Reader& reader) {
-  const auto all = reader.read();
-  std::cout << "IP lookups: " << all.size() << '\n';
-  if (!all.empty()) {
-    Agents::TableStream table(std::cout, {"LABEL", "VRF", "FAMILY", "LFIB"});
-    for (const auto& [value, name] : all)
-      table.add({std::to_string(value.label().value()),
-                 value.vrfName().empty() ? "-" : Agents::printable(value.vrfName().name()),
-                 std::string(formaEnumName(value.addressFamily())), Agents::printable(name)});
-    table.end();
-  }
-  std::string before = "\n";
-  for (const std::string& line : reader.gone())
-    std::cout << std::exchange(before, "") << Agents::printable(line)
-              << ": labels as last published\n";
-}
-
-void printJson(const Reader& reader) {
-  Agents::JsonWriter writer(std::cout, false);
-  writer.begin();
-  writer.list("lookups", reader.read(), [](const auto& pair) -> Agents::Json {
-    const auto& [value, name] = pair;
-    return {{"label", value.label().value()},
-            {"vrf", value.vrfName().name()},
-            {"family", formaEnumName(value.addressFamily())},
-            {"lfib", name}};
-  });
-  writer.list("gone", reader.gone(), [](const std::string& line) { return Agents::Json(line); });
-  writer.end();
-}
+constexpr Column columns[] = {
+    {"label", "LABEL", Kind::number}, {"vrf", "VRF"}, {"family", "FAMILY"}, {"lfib", "LFIB"}};
+constexpr RecordType lookupType{"lookup", columns, 1};
 
 }  // namespace
+
+RecordTypes lookupTypes() {
+  static constexpr const RecordType* types[] = {&lookupType};
+  return types;
+}
 
 int lfibLookups(const Options& options) {
   Agents::Program program(options, Agents::Program::Kind::query);
@@ -108,8 +84,18 @@ int lfibLookups(const Options& options) {
   if (!await(
           program, options, [&] { return reader.isDone(); }, "not read yet"))
     return exitCodeOf(program);
-  (options.json ? printJson : printText)(reader);
-  return Agents::exitGood;
+  const auto all = reader.read();
+  Output out(options);
+  out.line("IP lookups: " + std::to_string(all.size()));
+  Record record(lookupType);
+  for (const auto& [value, name] : all) {
+    record.clear();
+    record.number(value.label().value()).text(value.vrfName().name());
+    record.text(formaEnumName(value.addressFamily())).text(name);
+    if (!out.add(record)) break;
+  }
+  tellGone(out, reader.gone(), "labels as last published");
+  return out.end(Agents::exitGood);
 }
 
 }  // namespace MplsCtl

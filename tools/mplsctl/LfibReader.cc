@@ -1,7 +1,5 @@
 #include "tools/mplsctl/LfibReader.h"
 
-#include <signal.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -11,8 +9,10 @@
 
 #include "agents/common/ExitCode.h"
 #include "agents/common/Paths.h"
-#include "agents/common/Printable.h"
 #include "platform/tarn/DirectoryStorage.h"
+#include "tools/mplsctl/Errors.h"
+#include "tools/mplsctl/Query.h"
+#include "tools/mplsctl/TableFiles.h"
 #include "tools/mplsctl/WriterText.h"
 
 namespace MplsCtl {
@@ -69,8 +69,7 @@ Agents::Json LfibDirectory::json() const {
 
 // ---- All ---------------------------------------------------------------------------------------
 
-LfibReader::LfibReader(const Options& options, bool follow)
-    : options_(options), log_(options.name) {
+LfibReader::LfibReader(const Options& options, bool follow) : options_(options) {
   Tarn::busErrorsAreHandled();
   loop_.exceptionHandlerIs([this](std::exception_ptr problem) {
     if (!failure_) failure_ = std::move(problem);
@@ -85,7 +84,7 @@ LfibReader::LfibReader(const Options& options, bool follow)
 void LfibReader::handleReport(const std::string& text) {
   if (isAwaiting_) return reports_.push_back(text);
   isDamaged_ = true;
-  log_.say(text);
+  tellError(options_, ErrorCode::corrupt, text);
 }
 
 bool LfibReader::await() {
@@ -96,42 +95,44 @@ bool LfibReader::await() {
   const bool done = loop_.runUntil(attached, options_.timeout);
   isAwaiting_ = false;
   if (done) return true;
-  for (const std::string& text : std::exchange(reports_, {})) log_.say(text);
-  for (const auto& one : directories_)
-    if (!one->isAttached())
-      log_.say(one->path() +
-               ": no LFIB to be read; start lfib-writer, or tell with --lfib where it "
-               "writes");
+  isMissing_ = true;
+  for (const std::string& text : std::exchange(reports_, {}))
+    tellError(options_, ErrorCode::cannotOpen, text);
+  for (const auto& one : directories_) {
+    if (one->isAttached()) continue;
+    isDamaged_ = isDamaged_ || hasDamagedHead(one->path());
+    tellError(options_, ErrorCode::cannotOpen,
+              "no LFIB to be read; start lfib-writer, or tell with --lfib where it writes",
+              one->path());
+  }
   return false;
 }
 
 int LfibReader::run() {
-  for (const int signo : {SIGINT, SIGTERM}) loop_.signalIs(signo, [this](int) { loop_.stop(); });
+  int exitCode = Agents::exitGood;
+  endsBySignal(loop_, [&](int code) {
+    exitCode = code;
+    loop_.stop();
+  });
   loop_.run();
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
-  return Agents::exitGood;
+  return exitCode;
 }
 
-int LfibReader::exitCode() const { return isDamaged_ ? Agents::exitFault : Agents::exitGood; }
-
-std::vector<Mpls::RouteKey> LfibReader::keysOf(const LfibDirectory& directory) {
-  std::vector<Mpls::RouteKey> keys;
-  directory.lfib().lfibRouteTable().eachKey(
-      [&](const Mpls::RouteKey& key) { keys.push_back(key); });
-  std::ranges::sort(keys);
-  return keys;
+int LfibReader::exitCode() const {
+  if (isDamaged_) return Agents::exitFault;
+  return isMissing_ ? Agents::exitDatabase : Agents::exitGood;
 }
 
-void LfibReader::print(std::ostream& out, const LfibDirectory& directory) {
-  const std::vector<Mpls::RouteKey> keys = keysOf(directory);
-  out << Agents::printable(directory.path()) << ": " << keys.size() << " routes; "
-      << Agents::printable(directory.writerText()) << '\n';
-  if (keys.empty()) return;
-  Agents::TableStream table(out, lfibHeading());
-  for (const Mpls::RouteKey& key : keys)
-    if (const auto entry = lfibEntryOf(directory.lfib(), key))
-      for (Agents::Row& row : lfibRows(*entry)) table.add(std::move(row));
-  table.end();
+Agents::Json LfibReader::json() const {
+  Agents::Json all = Agents::Json::array();
+  for (const auto& one : directories_) all.push_back(one->json());
+  return all;
+}
+
+std::string LfibReader::titleOf(const LfibDirectory& directory) {
+  return directory.path() + ": " + std::to_string(directory.lfib().lfibRouteTable().rows()) +
+         " routes; " + directory.writerText();
 }
 
 }  // namespace MplsCtl

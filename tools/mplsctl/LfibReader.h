@@ -7,11 +7,10 @@
 #include <exception>
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
-#include "agents/common/Log.h"
+#include "agents/common/JsonWriter.h"
 #include "platform/kiln/EventLoop.h"
 #include "platform/tarn/ReaderDirectory.h"
 #include "tools/mplsctl/LfibView.h"
@@ -47,7 +46,6 @@ class LfibReader {
   LfibReader(const Options& options, bool follow);
 
   Kiln::EventLoop& loop() { return loop_; }
-  Agents::Log& log() { return log_; }
   const std::vector<std::unique_ptr<LfibDirectory>>& directories() const { return directories_; }
 
   /// Waits until all directories are attached, as long as the options say; if that does not come,
@@ -55,22 +53,22 @@ class LfibReader {
   bool await();
   /// Runs until a signal. Returns the exit code; raises what left a handler.
   int run();
-  /// The exit code of a command that showed something: damage was met, or not.
+  /// The exit code so far: damage was met, or tables are missing, or neither.
   int exitCode() const;
-  /// The keys of the routes of a directory, in order: all that is kept of a table in memory.
-  static std::vector<Mpls::RouteKey> keysOf(const LfibDirectory& directory);
-  /// Prints a line for the directory, and a table of its routes.
-  static void print(std::ostream& out, const LfibDirectory& directory);
+  /// What is known of each directory: [{"directory", "writer"}].
+  Agents::Json json() const;
+  /// "DIR: 2 routes; writer lfib-writer (pid 12)"
+  static std::string titleOf(const LfibDirectory& directory);
 
  private:
   void handleReport(const std::string& text);
 
-  const Options options_;
-  Agents::Log log_;
+  const Options& options_;
   Kiln::EventLoop loop_;
   std::exception_ptr failure_;
   bool isAwaiting_ = true;
   bool isDamaged_ = false;
+  bool isMissing_ = false;
   std::vector<std::string> reports_;  // while waiting
   std::vector<std::unique_ptr<LfibDirectory>> directories_;
 };

@@ -1,45 +1,25 @@
-/// `mplsctl lfib show`: the routes in the LFIB, each with the vias that it leads over.
-#include <iostream>
-
+/// `mplsctl lfib show`: the routes in the LFIB, each with the vias that it leads over, in the order
+/// of the table.
 #include "agents/common/ExitCode.h"
-#include "tools/mplsctl/LfibReader.h"
+#include "tools/mplsctl/LfibRecords.h"
+#include "tools/mplsctl/Output.h"
 
 namespace MplsCtl {
 
-namespace {
-
-void printText(const LfibReader& reader) {
-  std::string before;
-  for (const auto& one : reader.directories()) {
-    std::cout << std::exchange(before, "\n");
-    LfibReader::print(std::cout, *one);
-  }
-}
-
-void printJson(const LfibReader& reader) {
-  Agents::JsonWriter writer(std::cout, false);
-  writer.begin();
-  writer.list("directories", reader.directories(), [](const auto& one) { return one->json(); });
-  writer.listBegin("routes");
-  for (const auto& one : reader.directories())
-    for (const Mpls::RouteKey& key : LfibReader::keysOf(*one)) {
-      const auto entry = lfibEntryOf(one->lfib(), key);
-      if (!entry) continue;  // it went meanwhile
-      Agents::Json json = {{"directory", one->path()}};
-      json.update(lfibJson(*entry));
-      writer.item(json);
-    }
-  writer.listEnd();
-  writer.end();
-}
-
-}  // namespace
-
 int lfibShow(const Options& options) {
   LfibReader reader(options, false);
-  if (!reader.await()) return Agents::exitDatabase;
-  (options.json ? printJson : printText)(reader);
-  return reader.exitCode();
+  if (!reader.await()) return reader.exitCode();
+  std::size_t rows = 0;
+  for (const auto& one : reader.directories()) rows += one->lfib().lfibRouteTable().rows();
+  Output out(options, rows);
+  out.fact("directories", reader.json());
+  bool isFirst = true;
+  for (const auto& one : reader.directories()) {
+    if (!std::exchange(isFirst, false)) out.line("");
+    out.line(LfibReader::titleOf(*one));
+    eachLfibRecord(*one, [&out](const Record& record) { return out.add(record); });
+  }
+  return out.end(reader.exitCode());
 }
 
 }  // namespace MplsCtl

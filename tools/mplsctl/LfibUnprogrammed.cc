@@ -1,23 +1,21 @@
 /// `mplsctl lfib unprogrammed`: the routes that the forwarding agent cannot forward, and why.
-#include <iostream>
 #include <map>
 #include <string_view>
 
 #include "agents/common/ExitCode.h"
-#include "agents/common/Log.h"
-#include "agents/common/Printable.h"
-#include "agents/common/Table.h"
 #include "mpls/lfib/LfibHwReasonStatus.h"
 #include "mpls/lfib/LfibHwStatus.h"
 #include "platform/tarn/DirectoryStorage.h"
-#include "tools/mplsctl/Options.h"
+#include "tools/mplsctl/Commands.h"
+#include "tools/mplsctl/Errors.h"
+#include "tools/mplsctl/Output.h"
+#include "tools/mplsctl/TableFiles.h"
 #include "tools/mplsctl/WriterText.h"
 
 namespace MplsCtl {
 
 namespace {
 
-using Agents::Json;
 using Mpls::UnprogrammedReason;
 
 /// A route key that is not forwarded as it stands: its code, and what is wrong in which LFIB.
@@ -31,7 +29,7 @@ using AllUnprogrammed = std::map<Mpls::RouteKey, Unprogrammed>;
 class Reader {
  public:
   explicit Reader(const Options& options)
-      : log_(options.name),
+      : options_(options),
         directory_(
             loop_,
             options.forwarding.empty() ? Agents::forwardingTables(options.run) : options.forwarding,
@@ -47,11 +45,11 @@ class Reader {
       return view().isAttached() && reasons_->unprogrammedReasonTable().view().isAttached();
     };
     if (loop_.runUntil(attached, seconds)) return true;
-    tellReports();
-    log_.say(
-        directory_.path() +
-        ": no tables of a forwarding agent; start forwarding-agent, or tell with --table where "
-        "it writes");
+    for (const std::string& text : reports_) tellError(options_, ErrorCode::cannotOpen, text);
+    tellError(options_, ErrorCode::cannotOpen,
+              "no tables of a forwarding agent; start forwarding-agent, or tell with --table where "
+              "it writes",
+              directory_.path());
     return false;
   }
   AllUnprogrammed read() const {
@@ -66,14 +64,14 @@ class Reader {
   }
   /// Whether damage was met, which is told.
   bool tellReports() {
-    for (const std::string& text : reports_) log_.say(text);
+    for (const std::string& text : reports_) tellError(options_, ErrorCode::corrupt, text);
     return !reports_.empty();
   }
   const Tarn::ReaderDirectory& directory() const { return directory_; }
   const Tarn::TableView& view() const { return hwStatus_->unprogrammedRouteTable().view(); }
 
  private:
-  Agents::Log log_;
+  const Options& options_;
   Kiln::EventLoop loop_;
   std::vector<std::string> reports_;
   Tarn::ReaderDirectory directory_;
@@ -88,54 +86,51 @@ std::string nameWithout(std::string_view prefix, Enum value) {
   return name.starts_with(prefix) ? std::string(name.substr(prefix.size())) : std::to_string(value);
 }
 
-void printText(const Reader& reader, const AllUnprogrammed& all) {
-  std::cout << Agents::printable(reader.directory().path()) << ": " << all.size()
-            << " unprogrammed routes; "
-            << Agents::printable(writerText(reader.directory(), reader.view())) << '\n';
-  if (all.empty()) return;
-  Agents::TableStream table(std::cout, {"LABEL", "METRIC", "CODE", "LFIB", "SOURCE", "REASON"});
-  for (const auto& [key, one] : all) {
-    const Agents::Row route{std::to_string(key.topLabel().value()),
-                            std::to_string(key.metric().value()),
-                            std::string(formaEnumName(one.code))};
-    for (const UnprogrammedReason& row : one.reasons) {
-      Agents::Row cells = route;
-      cells.insert(cells.end(),
-                   {std::to_string(row.key().lfib()), nameWithout("lfibSource", row.source()),
-                    nameWithout("reason", row.reason())});
-      table.add(std::move(cells));
-    }
-  }
-  table.end();
-}
+constexpr Column reasonColumns[] = {
+    {"lfib", "LFIB", Kind::number}, {"source", "SOURCE"}, {"reason", "REASON"}};
+std::span<const Column> reasonColumnsOf() { return reasonColumns; }
+constexpr Column columns[] = {{"label", "LABEL", Kind::number},
+                              {"metric", "METRIC", Kind::number},
+                              {"code", "CODE"},
+                              {"reasons", "", Kind::records, reasonColumnsOf}};
+constexpr RecordType unprogrammedType{"unprogrammed", columns, 2};
 
-void printJson(const Reader& reader, const AllUnprogrammed& all) {
-  Agents::JsonWriter writer(std::cout, false);
-  writer.begin();
-  writer.members(directoryJson(reader.directory(), reader.view()));
-  writer.list("unprogrammed", all, [](const auto& pair) {
-    const auto& [key, one] = pair;
-    Json json = {{"label", key.topLabel().value()},
-                 {"metric", key.metric().value()},
-                 {"code", formaEnumName(one.code)},
-                 {"reasons", Json::array()}};
-    for (const UnprogrammedReason& row : one.reasons)
-      json["reasons"].push_back({{"lfib", row.key().lfib()},
-                                 {"source", formaEnumName(row.source())},
-                                 {"reason", formaEnumName(row.reason())}});
-    return json;
-  });
-  writer.end();
+void fillRecord(Record& record, const Mpls::RouteKey& key, const Unprogrammed& one) {
+  record.clear();
+  record.number(key.topLabel().value()).number(key.metric().value());
+  record.text(formaEnumName(one.code), Cell::State::fault);
+  record.recordsBegin();
+  for (const UnprogrammedReason& row : one.reasons)
+    record.number(row.key().lfib())
+        .text(nameWithout("lfibSource", row.source()))
+        .text(nameWithout("reason", row.reason()));
+  record.recordsEnd();
 }
 
 }  // namespace
 
+RecordTypes unprogrammedTypes() {
+  static constexpr const RecordType* types[] = {&unprogrammedType};
+  return types;
+}
+
 int lfibUnprogrammed(const Options& options) {
   Tarn::busErrorsAreHandled();
   Reader reader(options);
-  if (!reader.await(options.timeout)) return Agents::exitDatabase;
+  if (!reader.await(options.timeout))
+    return hasDamagedHead(reader.directory().path()) ? Agents::exitFault : Agents::exitDatabase;
   const AllUnprogrammed all = reader.read();
-  (options.json ? printJson : printText)(reader, all);
+  Output out(options);
+  const Agents::Json json = directoryJson(reader.directory(), reader.view());
+  for (const auto& [key, value] : json.items()) out.fact(key, value);
+  out.line(reader.directory().path() + ": " + std::to_string(all.size()) +
+           " unprogrammed routes; " + writerText(reader.directory(), reader.view()));
+  Record record(unprogrammedType);
+  for (const auto& [key, one] : all) {
+    fillRecord(record, key, one);
+    if (!out.add(record)) break;
+  }
+  out.end();
   return reader.tellReports() ? Agents::exitFault : Agents::exitGood;
 }
 

@@ -11,8 +11,6 @@ namespace MplsCtl {
 
 namespace {
 
-using Agents::Json;
-using Agents::Row;
 using Mpls::LfibMplsVia;
 using Mpls::LfibStatus;
 using Mpls::LfibViaKey;
@@ -98,15 +96,6 @@ std::string intfOf(const LfibMplsVia& via) {
   return via.intf().empty() ? "-" : std::string(via.intf().name());
 }
 
-/// The columns of a via, from next hop to weight.
-Row cellsOf(const LfibVia& via) {
-  if (!via.isThere())
-    return {"via " + std::to_string(via.key.index()) + " missing", "-", "-", "-", "-"};
-  if (!via.mpls) return {"-", nameWithout("viaType", via.key.viaType()), "-", via.brief, "-"};
-  return {addressOf(*via.mpls), std::string(formaEnumName(via.mpls->labelAction())),
-          labelsOf(*via.mpls), intfOf(*via.mpls), std::to_string(via.mpls->weight())};
-}
-
 std::string textOf(const LfibVia& via) {
   if (!via.isThere()) return "via " + std::to_string(via.key.index()) + " missing";
   if (!via.mpls) return nameWithout("viaType", via.key.viaType()) + " " + via.brief;
@@ -119,27 +108,6 @@ std::string textOf(const LfibVia& via) {
   if (row.ttlMode() != Mpls::undefinedTtlMode_)
     text += " ttl " + std::string(formaEnumName(row.ttlMode()));
   return text;
-}
-
-// ---- JSON --------------------------------------------------------------------------------------
-
-Json viaJson(const LfibVia& via) {
-  if (!via.isThere()) return {{"missing", via.key.index()}};
-  Json json = {{"via", via.key.index()}};
-  if (!via.mpls) {
-    json["type"] = formaEnumName(via.key.viaType());
-    json["row"] = via.other;
-    return json;
-  }
-  const LfibMplsVia& row = *via.mpls;
-  if (row.nextHop().isSet()) json["nextHop"] = addressOf(row);
-  json["operation"] = formaEnumName(row.labelAction());
-  for (std::size_t i = 0; i < row.labelStack().size(); ++i)
-    json["outLabels"].push_back(row.labelStack().label(i).value());
-  if (!row.intf().empty()) json["interface"] = row.intf().name();
-  json["weight"] = row.weight();
-  if (row.ttlMode() != Mpls::undefinedTtlMode_) json["ttlMode"] = formaEnumName(row.ttlMode());
-  return json;
 }
 
 }  // namespace
@@ -160,42 +128,11 @@ std::optional<LfibEntry> lfibEntryOf(const LfibStatus& lfib, const Mpls::RouteKe
   return entry;
 }
 
-Row lfibHeading() {
-  return {"LABEL", "METRIC", "NEXT HOP", "OPERATION", "OUT LABEL", "INTERFACE", "WEIGHT", "SOURCE"};
-}
-
-std::vector<Row> lfibRows(const LfibEntry& entry) {
-  const Mpls::RouteKey& key = entry.route.key();
-  std::vector<Row> rows;
-  const auto add = [&](Row cells) {
-    cells.insert(cells.begin(),
-                 {std::to_string(key.topLabel().value()), std::to_string(key.metric().value())});
-    cells.push_back(sourceOf(entry));
-    rows.push_back(std::move(cells));
-  };
-  if (!entry.isUsable()) add({unusable, "-", "-", "-", "-"});
-  for (const LfibVia& via : entry.vias) add(cellsOf(via));
-  return rows;
-}
-
 std::string lfibLine(const LfibEntry& entry) {
   std::string text;
   if (!entry.isUsable()) text = std::string(", ") + unusable;
   for (const LfibVia& via : entry.vias) text += ", " + textOf(via);
   return textOf(entry.route.key()) + " from " + sourceOf(entry) + ": " + text.substr(2);
-}
-
-Json lfibJson(const LfibEntry& entry) {
-  const Mpls::LfibRoute& route = entry.route;
-  Json json = {{"label", route.key().topLabel().value()},
-               {"metric", route.key().metric().value()},
-               {"source", formaEnumName(route.source())},
-               {"viaSet", route.viaSetKey().index()}};
-  if (route.fec() != Mpls::FwdEqvClass()) json["fec"] = Mpls::valueToStrep(route.fec()).view();
-  json["usable"] = entry.isUsable();
-  json["vias"] = Json::array();
-  for (const LfibVia& via : entry.vias) json["vias"].push_back(viaJson(via));
-  return json;
 }
 
 std::string textOf(const Mpls::RouteKey& key) {

@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "agents/common/JsonWriter.h"
-#include "agents/common/Table.h"
 #include "mpls/lfib/LfibStatus.h"
 
 namespace MplsCtl {
@@ -33,14 +31,8 @@ struct LfibEntry {
 /// The route of `key` now; nothing when there is none.
 std::optional<LfibEntry> lfibEntryOf(const Mpls::LfibStatus& lfib, const Mpls::RouteKey& key);
 
-Agents::Row lfibHeading();
-/// A row for each via; one that says so when there is none.
-std::vector<Agents::Row> lfibRows(const LfibEntry& entry);
 /// "label 100 metric 100 from staticMpls: via 10.0.0.1 swap 200, ...".
 std::string lfibLine(const LfibEntry& entry);
-/// {"label", "metric", "source", "viaSet", "vias": [...]}; what a via does not have is absent.
-Agents::Json lfibJson(const LfibEntry& entry);
-
 /// "label 100 metric 100"
 std::string textOf(const Mpls::RouteKey& key);
 

@@ -1,10 +1,13 @@
 #include "tools/mplsctl/Query.h"
 
+#include <signal.h>
+
 #include <cerrno>
 #include <system_error>
 
 #include "agents/common/ExitCode.h"
 #include "agents/common/Paths.h"
+#include "tools/mplsctl/Errors.h"
 
 namespace MplsCtl {
 
@@ -23,9 +26,9 @@ std::string startHint(const std::string& path) {
 
 std::string missing(const Centrum::MountInfo& mount) {
   if (mount.state == Centrum::MountState::waiting)
-    return mount.path + ": nobody has created it; " + startHint(mount.path);
+    return "nobody has created it; " + startHint(mount.path);
   if (mount.state == Centrum::MountState::filling)
-    return mount.path + ": its content is still on the way; try a longer --timeout";
+    return "its content is still on the way; try a longer --timeout";
   return {};
 }
 
@@ -39,17 +42,17 @@ std::string noConnection(const std::string& problem, const std::string& socket) 
 }
 
 void tellMissing(Agents::Program& program, const Options& options, const std::string& otherwise) {
-  if (!program.manager()->connected()) {
-    return program.log().say(noConnection(program.connectionProblem(), options.socket));
-  }
+  if (!program.manager()->connected())
+    return tellError(options, ErrorCode::cannotOpen,
+                     noConnection(program.connectionProblem(), options.socket));
   bool told = false;
   for (const Centrum::MountInfo& mount : program.manager()->mountInfos()) {
     const std::string text = missing(mount);
     if (text.empty()) continue;
-    program.log().say(text);
+    tellError(options, ErrorCode::cannotOpen, text, mount.path);
     told = true;
   }
-  if (!told) program.log().say(otherwise);
+  if (!told) tellError(options, ErrorCode::cannotOpen, otherwise);
 }
 
 }  // namespace
@@ -59,6 +62,18 @@ bool await(Agents::Program& program, const Options& options, const std::function
   if (program.await(done, options.timeout)) return true;
   if (!program.ended()) tellMissing(program, options, otherwise);
   return false;
+}
+
+void endsBySignal(Kiln::EventLoop& loop, const std::function<void(int exitCode)>& end) {
+  for (const int signo : {SIGINT, SIGTERM})
+    loop.signalIs(signo, [end](int number) {
+      end(number == SIGINT ? Agents::exitInterrupted : Agents::exitTerminated);
+    });
+}
+
+int follow(Agents::Program& program) {
+  endsBySignal(program.loop(), [&program](int exitCode) { program.end(exitCode); });
+  return program.run();
 }
 
 int exitCodeOf(const Agents::Program& program) {

@@ -14,6 +14,11 @@ namespace MplsCtl {
 bool await(Agents::Program& program, const Options& options, const std::function<bool()>& done,
            const std::string& otherwise);
 
+/// Runs a command that follows until a signal ends it; returns the exit code.
+int follow(Agents::Program& program);
+/// Calls `end` with the exit code when SIGINT or SIGTERM comes: 130 or 143, as a shell has it.
+void endsBySignal(Kiln::EventLoop& loop, const std::function<void(int exitCode)>& end);
+
 /// The exit code of a command for which await() failed.
 int exitCodeOf(const Agents::Program& program);
 

@@ -1,10 +1,6 @@
 #include "tools/mplsctl/RouteReader.h"
 
-#include <iostream>
-
-#include "agents/common/ExitCode.h"
 #include "agents/common/Paths.h"
-#include "agents/common/Printable.h"
 
 namespace MplsCtl {
 
@@ -60,13 +56,13 @@ std::vector<Centrum::MountInfo> RouteReader::published() const {
   return mounts;
 }
 
-void RouteReader::printGone(std::ostream& out) const {
-  std::string before = "\n";
+void RouteReader::tellGone(Output& out) const {
+  bool isFirst = true;
   for (const Centrum::MountInfo& mount : published()) {
     const std::string gone = Agents::ownerGoneText(mount);
     if (gone.empty()) continue;
-    out << std::exchange(before, "") << Agents::printable(mount.path + ": " + gone)
-        << ": routes as last published\n";
+    if (std::exchange(isFirst, false)) out.line("");
+    out.redLine(mount.path + ": " + gone + ": routes as last published");
   }
 }
 
@@ -79,24 +75,6 @@ Agents::Json RouteReader::publishers() const {
     all.push_back(std::move(one));
   }
   return all;
-}
-
-int printRoutes(const Options& options, const RoutePrinter& printer) {
-  Agents::Program program(options, Agents::Program::Kind::query);
-  RouteReader reader(program);
-  if (!reader.await(options)) return exitCodeOf(program);
-  const StaticRoutes::MergedView& view = reader.follow().view();
-  if (!options.json) {
-    printer.text(std::cout, view);
-    reader.printGone(std::cout);
-    return Agents::exitGood;
-  }
-  Agents::JsonWriter writer(std::cout, false);
-  writer.begin();
-  printer.json(writer, view);
-  writer.member("publishers", reader.publishers());
-  writer.end();
-  return Agents::exitGood;
 }
 
 }  // namespace MplsCtl

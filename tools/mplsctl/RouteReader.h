@@ -6,11 +6,11 @@
 
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <vector>
 
 #include "agents/common/JsonWriter.h"
 #include "agents/routes/MergedView.h"
+#include "tools/mplsctl/Output.h"
 #include "tools/mplsctl/Query.h"
 
 namespace MplsCtl {
@@ -26,7 +26,7 @@ class RouteReader {
   StaticRoutes::MergeFollower& follow();
 
   /// A line for each publisher that is gone, its routes being as it last published them.
-  void printGone(std::ostream& out) const;
+  void tellGone(Output& out) const;
   /// For each path: who publishes it, and since when nobody does.
   Agents::Json publishers() const;
 
@@ -50,15 +50,5 @@ class RouteReader {
   std::vector<std::string> paths_;  // what is mounted, directories apart
   std::unique_ptr<StaticRoutes::MergeFollower> follower_;
 };
-
-/// How a command prints what was read.
-struct RoutePrinter {
-  void (*text)(std::ostream& out, const StaticRoutes::MergedView& view);
-  void (*json)(Agents::JsonWriter& writer, const StaticRoutes::MergedView& view);
-};
-
-/// Reads once, and prints that and who is gone, in the form that the options ask for. Returns the
-/// exit code.
-int printRoutes(const Options& options, const RoutePrinter& printer);
 
 }  // namespace MplsCtl

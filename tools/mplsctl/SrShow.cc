@@ -2,7 +2,6 @@
 /// that push labels.
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <tuple>
 #include <utility>
@@ -10,15 +9,15 @@
 
 #include "agents/common/ExitCode.h"
 #include "agents/common/JsonWriter.h"
-#include "agents/common/Log.h"
 #include "agents/common/Paths.h"
-#include "agents/common/Printable.h"
-#include "agents/common/Table.h"
 #include "mpls/tables/SegmentRoutingStatus.h"
 #include "platform/kiln/EventLoop.h"
 #include "platform/tarn/DirectoryStorage.h"
 #include "platform/tarn/ReaderDirectory.h"
-#include "tools/mplsctl/Options.h"
+#include "tools/mplsctl/Commands.h"
+#include "tools/mplsctl/Errors.h"
+#include "tools/mplsctl/Output.h"
+#include "tools/mplsctl/TableFiles.h"
 #include "tools/mplsctl/WriterText.h"
 
 namespace MplsCtl {
@@ -95,16 +94,36 @@ Netbase::MplsLabel labelOf(const Sr::Status& status, const Sr::PrefixSegment& se
   }
 }
 
-// ---- Text ---------------------------------------------------------------------------------------
+// ---- Records ------------------------------------------------------------------------------------
 
-std::string labelText(Netbase::MplsLabel label) {
-  return label > Netbase::MplsLabel::max ? "-" : std::to_string(label.value());
-}
+constexpr Column blockColumns[] = {{"router", "ROUTER"},
+                                   {"base", "FIRST LABEL", Kind::number},
+                                   {"size", "LABELS", Kind::number},
+                                   {"directory", ""}};
+constexpr Column segmentColumns[] = {{"prefix", "PREFIX"},
+                                     {"sid", "SID", Kind::number},
+                                     {"isLabel", "", Kind::flag},
+                                     {"label", "LABEL", Kind::number},
+                                     {"router", "ROUTER"},
+                                     {"flags", "FLAGS", Kind::texts},
+                                     {"directory", ""}};
+constexpr Column viaColumns[] = {
+    {"nextHop", "NEXT HOP"}, {"push", "PUSH", Kind::numbers}, {"interface", "INTERFACE"}};
+std::span<const Column> viaColumnsOf() { return viaColumns; }
+constexpr Column routeColumns[] = {{"prefix", "PREFIX"},
+                                   {"preference", "PREFERENCE", Kind::number},
+                                   {"metric", "METRIC", Kind::number},
+                                   {"vias", "", Kind::records, viaColumnsOf},
+                                   {"directory", ""}};
 
-std::string flagsText(const Sr::PfxSegmentFlags& flags) {
-  std::string text;
-  const auto add = [&text](bool isSet, const char* word) {
-    if (isSet) text += (text.empty() ? "" : " ") + std::string(word);
+constexpr RecordType blockType{"block", blockColumns, 1};
+constexpr RecordType segmentType{"segment", segmentColumns, 1};
+constexpr RecordType routeType{"route", routeColumns, 1};
+
+void addFlags(Record& record, const Sr::PfxSegmentFlags& flags) {
+  record.listBegin();
+  const auto add = [&record](bool isSet, std::string_view word) {
+    if (isSet) record.element(word);
   };
   add(flags.explicitNull(), "explicit-null");
   add(flags.noPhp(), "no-php");
@@ -112,124 +131,98 @@ std::string flagsText(const Sr::PfxSegmentFlags& flags) {
   add(flags.proxy(), "proxy");
   add(flags.reAdvert(), "re-advertised");
   add(flags.isLocal(), "local");
-  return text.empty() ? "-" : text;
+  record.listEnd();
 }
 
-std::string pushText(const Tarn::Fib::Via& via) {
-  std::string text;
-  for (std::size_t i = 0; i < via.labelStack().size(); ++i)
-    text += (i == 0 ? "" : "/") + std::to_string(via.labelStack().label(i).value());
-  return text.empty() ? "-" : text;
-}
-
-void printBlocks(const Sr::Status& status) {
-  std::cout << "Global blocks: " << status.globalBlocks() << '\n';
-  Agents::TableStream table(std::cout, {"ROUTER", "LABELS"});
+void showBlocks(Output& out, const Instance& instance) {
+  const Sr::Status& status = instance.status();
+  out.line("Global blocks: " + std::to_string(status.globalBlocks()));
+  Record record(blockType);
   eachRow(status.globalBlockTable(), [&](const Sr::GlobalBlock& block) {
-    const auto& range = block.labelRange();
-    const std::uint64_t end = std::uint64_t{range.base().value()} + range.size();
-    table.add({textOf(block.key()),
-               range.size() == 0 ? "-" : labelText(range.base()) + "-" + std::to_string(end - 1)});
+    record.clear();
+    record.text(textOf(block.key())).number(block.labelRange().base().value());
+    record.number(block.labelRange().size()).text(instance.path());
+    out.add(record);
   });
-  table.end();
 }
 
-void printSegments(const Sr::Status& status) {
-  std::cout << "Prefix segments: " << status.prefixSegments() << '\n';
-  Agents::TableStream table(std::cout, {"PREFIX", "SID", "LABEL", "ROUTER", "FLAGS"});
+void showSegments(Output& out, const Instance& instance) {
+  const Sr::Status& status = instance.status();
+  out.line("Prefix segments: " + std::to_string(status.prefixSegments()));
+  Record record(segmentType);
   eachRow(status.prefixSegmentTable(), [&](const Sr::PrefixSegment& one) {
-    table.add({textOf(one.key()), (one.sid().isValue() ? "-" : std::to_string(one.sid().index())),
-               labelText(labelOf(status, one)), textOf(one.rtrid()), flagsText(one.flags())});
+    record.clear();
+    record.text(textOf(one.key())).number(one.sid().index()).flag(one.sid().isValue());
+    const Netbase::MplsLabel label = labelOf(status, one);
+    if (label <= Netbase::MplsLabel::max) record.number(label.value());
+    else record.none();
+    record.text(textOf(one.rtrid()));
+    addFlags(record, one.flags());
+    out.add(record.text(instance.path()));
   });
-  table.end();
 }
 
-void addRoute(Agents::TableStream& table, const auto& route) {
-  for (const Tarn::Fib::Via& via : route.viaIteratorConst())
-    table.add({textOf(route.key()), std::to_string(route.preference()),
-               std::to_string(route.metric()), via.nextHop().isSet() ? textOf(via.nextHop()) : "-",
-               pushText(via), via.intf().empty() ? "-" : std::string(via.intf().name())});
+void addVia(Record& record, const Tarn::Fib::Via& via) {
+  record.textOrNone(via.nextHop().isSet() ? textOf(via.nextHop()) : "");
+  record.listBegin();
+  for (std::size_t i = 0; i < via.labelStack().size(); ++i)
+    record.element(via.labelStack().label(i).value());
+  record.listEnd();
+  record.textOrNone(via.intf().name());
 }
 
-void printRoutes(const Sr::Status& status) {
-  std::cout << "Routes: " << status.v4Routes() + status.v6Routes() << '\n';
-  Agents::TableStream table(std::cout,
-                            {"PREFIX", "PREFERENCE", "METRIC", "NEXT HOP", "PUSH", "INTERFACE"});
-  eachRow(status.v4RouteTable(), [&](const auto& route) { addRoute(table, route); });
-  eachRow(status.v6RouteTable(), [&](const auto& route) { addRoute(table, route); });
-  table.end();
+void showRoutes(Output& out, const Instance& instance) {
+  const Sr::Status& status = instance.status();
+  out.line("Routes: " + std::to_string(status.v4Routes() + status.v6Routes()));
+  Record record(routeType);
+  const auto add = [&](const auto& route) {
+    record.clear();
+    record.text(textOf(route.key())).number(route.preference()).number(route.metric());
+    record.recordsBegin();
+    for (const Tarn::Fib::Via& via : route.viaIteratorConst()) addVia(record, via);
+    record.recordsEnd().text(instance.path());
+    out.add(record);
+  };
+  eachRow(status.v4RouteTable(), add);
+  eachRow(status.v6RouteTable(), add);
 }
 
-void printText(const std::vector<std::unique_ptr<Instance>>& instances) {
-  std::string before;
+void show(Output& out, const std::vector<std::unique_ptr<Instance>>& instances) {
+  Json all = Json::array();
+  for (const auto& one : instances) all.push_back(one->json());
+  out.fact("instances", all);
+  bool isFirst = true;
   for (const auto& one : instances) {
-    std::cout << std::exchange(before, "\n") << Agents::printable(one->path()) << ": "
-              << Agents::printable(one->writer()) << '\n';
-    printBlocks(one->status());
-    printSegments(one->status());
-    printRoutes(one->status());
+    if (!std::exchange(isFirst, false)) out.line("");
+    out.line(one->path() + ": " + one->writer());
+    showBlocks(out, *one);
+    showSegments(out, *one);
+    showRoutes(out, *one);
   }
 }
 
-// ---- JSON ---------------------------------------------------------------------------------------
-
-Json segmentJson(const Sr::Status& status, const Sr::PrefixSegment& segment) {
-  Json json = {{"prefix", textOf(segment.key())},
-               {"sid", segment.sid().index()},
-               {"isLabel", segment.sid().isValue()},
-               {"router", textOf(segment.rtrid())},
-               {"flags", flagsText(segment.flags())}};
-  if (const auto label = labelOf(status, segment); label <= Netbase::MplsLabel::max)
-    json["label"] = label.value();
-  return json;
-}
-
-Json routeJson(const auto& route) {
-  Json json = {{"prefix", textOf(route.key())},
-               {"preference", route.preference()},
-               {"metric", route.metric()},
-               {"vias", Json::array()}};
-  for (const Tarn::Fib::Via& via : route.viaIteratorConst()) {
-    Json& one = json["vias"].emplace_back(Json::object());
-    if (via.nextHop().isSet()) one["nextHop"] = textOf(via.nextHop());
-    if (!via.intf().empty()) one["interface"] = std::string(via.intf().name());
-    one["push"] = Json::array();
-    for (std::size_t i = 0; i < via.labelStack().size(); ++i)
-      one["push"].push_back(via.labelStack().label(i).value());
-  }
-  return json;
-}
-
-void printJson(const std::vector<std::unique_ptr<Instance>>& instances) {
-  Agents::JsonWriter writer(std::cout, false);
-  writer.begin();
-  writer.list("instances", instances, [](const auto& one) {
-    const Sr::Status& status = one->status();
-    Json json = one->json();
-    for (const char* const part : {"blocks", "segments", "routes"}) json[part] = Json::array();
-    eachRow(status.globalBlockTable(), [&](const Sr::GlobalBlock& block) {
-      json["blocks"].push_back({{"router", textOf(block.key())},
-                                {"base", block.labelRange().base().value()},
-                                {"size", block.labelRange().size()}});
-    });
-    eachRow(status.prefixSegmentTable(), [&](const Sr::PrefixSegment& segment) {
-      json["segments"].push_back(segmentJson(status, segment));
-    });
-    const auto addRouteTo = [&](const auto& route) { json["routes"].push_back(routeJson(route)); };
-    eachRow(status.v4RouteTable(), addRouteTo);
-    eachRow(status.v6RouteTable(), addRouteTo);
-    return json;
-  });
-  writer.end();
+int tellMissing(const Options& options, const std::vector<std::string>& reports,
+                const std::vector<std::unique_ptr<Instance>>& instances) {
+  for (const std::string& text : reports) tellError(options, ErrorCode::cannotOpen, text);
+  tellError(options, ErrorCode::cannotOpen,
+            "no segment-routing tables to be read; start sr-agent, or tell with --tables where it "
+            "writes",
+            instances.empty() ? Agents::srParent(options.run) : instances.front()->path());
+  const bool isDamaged =
+      std::ranges::any_of(instances, [](const auto& one) { return hasDamagedHead(one->path()); });
+  return isDamaged ? Agents::exitFault : Agents::exitDatabase;
 }
 
 }  // namespace
 
+RecordTypes srTypes() {
+  static constexpr const RecordType* types[] = {&blockType, &segmentType, &routeType};
+  return types;
+}
+
 int srShow(const Options& options) {
-  Agents::Log log(options.name);
   Kiln::EventLoop loop;
   Tarn::busErrorsAreHandled();
-  bool isAwaiting = true;
   std::vector<std::string> reports;
   std::vector<std::unique_ptr<Instance>> instances;
   for (const std::string& path : pathsFor(options))
@@ -239,18 +232,14 @@ int srShow(const Options& options) {
     return !instances.empty() &&
            std::ranges::all_of(instances, [](const auto& one) { return one->isAttached(); });
   };
-  if (!instances.empty() && loop.runUntil(areAttached, options.timeout)) {
-    loop.runUntilIdle();  // who writes is known then
-    reports.clear();      // of what was missing for a moment
-    (options.json ? printJson : printText)(instances);
-    isAwaiting = false;
-  }
-  for (const std::string& text : reports) log.say(text);
-  if (!isAwaiting) return reports.empty() ? Agents::exitGood : Agents::exitFault;
-  log.say(Agents::srParent(options.run) +
-          ": no segment-routing tables to be read; start sr-agent, or tell with --tables where it "
-          "writes");
-  return Agents::exitDatabase;
+  if (instances.empty() || !loop.runUntil(areAttached, options.timeout))
+    return tellMissing(options, reports, instances);
+  loop.runUntilIdle();  // who writes is known then
+  reports.clear();      // of what was missing for a moment
+  Output out(options);
+  show(out, instances);
+  for (const std::string& text : reports) tellError(options, ErrorCode::corrupt, text);
+  return out.end(reports.empty() ? Agents::exitGood : Agents::exitFault);
 }
 
 }  // namespace MplsCtl

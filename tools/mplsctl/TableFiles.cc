@@ -128,4 +128,12 @@ void eachTable(const std::string& path, const std::function<void(const TableFile
   visitDirectory(path, 0, visit);
 }
 
+bool hasDamagedHead(const std::string& path) {
+  bool isDamaged = false;
+  eachTable(path, [&](const TableFile& table) {
+    isDamaged = isDamaged || (table.isRead && table.head.state == TableHead::State::damaged);
+  });
+  return isDamaged;
+}
+
 }  // namespace MplsCtl

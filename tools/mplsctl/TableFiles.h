@@ -31,4 +31,7 @@ struct TableFile {
 /// names.
 void eachTable(const std::string& path, const std::function<void(const TableFile&)>& visit);
 
+/// Whether the head of any table in `path` or below is damaged.
+bool hasDamagedHead(const std::string& path);
+
 }  // namespace MplsCtl

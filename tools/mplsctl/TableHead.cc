@@ -62,6 +62,7 @@ TableHead tableHeadOf(std::string_view bytes, std::string_view name) {
   head.liveBytes = changing(bytes, offsetof(HeadState, liveBytes));
   head.segmentBytes = changing(bytes, offsetof(HeadState, segmentsBytes));
   head.indexBytes = changing(bytes, offsetof(HeadState, indexBytes));
+  head.changes = changing(bytes, offsetof(HeadState, changes));
   head.epoch = changing(bytes, offsetof(HeadState, epoch));
   head.writerPid = changing(bytes, offsetof(HeadState, writerPid));
   head.writerSince = changing(bytes, offsetof(HeadState, writerSince));

@@ -28,6 +28,7 @@ struct TableHead {
   std::uint64_t liveBytes = 0;     ///< of rows, with what stands before each
   std::uint64_t segmentBytes = 0;  ///< of the files that hold rows
   std::uint64_t indexBytes = 0;    ///< of the files that hold the index
+  std::uint64_t changes = 0;       ///< grows with each change of a row
   std::uint64_t epoch = 0;         ///< how many writers it has had
   std::uint64_t writerPid = 0;     ///< 0: the last one ended in order
   std::uint64_t writerSince = 0;   ///< CLOCK_BOOTTIME in nanoseconds

@@ -1,25 +1,18 @@
 /// `mplsctl table show`: the tables in shared memory, who writes them, and what is wrong with them.
 #include <algorithm>
 #include <iomanip>
-#include <iostream>
 #include <sstream>
 
 #include "agents/common/ExitCode.h"
-#include "agents/common/JsonWriter.h"
-#include "agents/common/Log.h"
-#include "agents/common/Printable.h"
-#include "agents/common/Table.h"
 #include "tools/mplsctl/Ages.h"
-#include "tools/mplsctl/Options.h"
+#include "tools/mplsctl/Commands.h"
+#include "tools/mplsctl/Errors.h"
+#include "tools/mplsctl/Output.h"
 #include "tools/mplsctl/TableFiles.h"
 
 namespace MplsCtl {
 
 namespace {
-
-using Agents::Json;
-using Agents::printable;
-using Agents::Row;
 
 std::string hex(std::uint64_t number) {
   std::ostringstream text;
@@ -30,52 +23,53 @@ std::string hex(std::uint64_t number) {
 /// A writer that is there may have given a table up.
 bool isWritten(const TableFile& table) { return table.writer.isThere && table.head.writerPid != 0; }
 
-std::string writerText(const TableFile& table) {
-  const std::string name = printable(writerName(table.writer.agent, table.writer.pid));
-  if (isWritten(table)) return name + " since " + secondsText(secondsSince(table.head.writerSince));
-  return "none since " + secondsText(secondsSince(table.head.writerSeen)) +
-         (name.empty() ? "" : ", was " + name);
+constexpr Column columns[] = {{"table", "TABLE"},
+                              {"directory", "DIRECTORY"},
+                              {"rows", "ROWS", Kind::number},
+                              {"bytes", "BYTES", Kind::number},
+                              {"segmentBytes", "", Kind::number},
+                              {"indexBytes", "", Kind::number},
+                              {"liveBytes", "LIVE BYTES", Kind::number},
+                              {"keyBytes", "", Kind::number},
+                              {"maxRowBytes", "", Kind::number},
+                              {"schemaHash", ""},
+                              {"generation", "GENERATION"},
+                              {"epoch", "EPOCH", Kind::number},
+                              {"writer", "WRITER"},
+                              {"writerPid", "PID", Kind::number},
+                              {"writerPresent", "PRESENT", Kind::flag},
+                              {"sinceSeconds", "SINCE", Kind::seconds},
+                              {"goneSeconds", "GONE", Kind::seconds},
+                              {"problem", "PROBLEM"}};
+constexpr RecordType tableType{"table", columns, 2};
+
+void addHead(Record& record, const TableHead& head) {
+  record.number(head.rows).number(head.segmentBytes + head.indexBytes);
+  record.number(head.segmentBytes).number(head.indexBytes).number(head.liveBytes);
+  record.number(head.keyBytes).number(head.maxRowBytes);
+  record.text(hex(head.schemaHash)).text(hex(head.generation)).number(head.epoch);
 }
 
-Row rowOf(const TableFile& table) {
-  const std::string name = table.name.empty() ? "-" : printable(table.name);
-  const std::string problem = table.problem.empty() ? "-" : printable(table.problem);
-  if (!table.problem.empty())
-    return {printable(table.directory), name, "-", "-", "-", "-", "-", "-", problem};
-  const TableHead& head = table.head;
-  return {printable(table.directory),
-          name,
-          std::to_string(head.rows),
-          std::to_string(head.segmentBytes + head.indexBytes),
-          std::to_string(head.liveBytes),
-          hex(head.generation),
-          std::to_string(head.epoch),
-          writerText(table),
-          problem};
+void addWriter(Record& record, const TableFile& table) {
+  const bool isThere = isWritten(table);
+  record.textOrNone(table.writer.agent);
+  if (table.writer.pid != 0) record.number(static_cast<std::uint64_t>(table.writer.pid));
+  else record.none();
+  record.flag(isThere);
+  if (isThere) record.seconds(secondsSince(table.head.writerSince)).none();
+  else record.none().seconds(secondsSince(table.head.writerSeen));
+  record.none();
 }
 
-Json jsonOf(const TableFile& table) {
-  Json json = {{"directory", table.directory}, {"table", table.name}};
-  if (!table.problem.empty()) {
-    json["problem"] = table.problem;
-    return json;
+void fillRecord(Record& record, const TableFile& table) {
+  record.clear();
+  record.textOrNone(table.name).text(table.directory);
+  if (table.problem.empty()) {
+    addHead(record, table.head);
+    return addWriter(record, table);
   }
-  const TableHead& head = table.head;
-  Json writer = {
-      {"agent", table.writer.agent}, {"pid", table.writer.pid}, {"present", isWritten(table)}};
-  if (isWritten(table)) writer["sinceSeconds"] = secondsSince(head.writerSince);
-  else writer["goneSeconds"] = secondsSince(head.writerSeen);
-  json.update({{"rows", head.rows},
-               {"segmentBytes", head.segmentBytes},
-               {"indexBytes", head.indexBytes},
-               {"liveBytes", head.liveBytes},
-               {"keyBytes", head.keyBytes},
-               {"maxRowBytes", head.maxRowBytes},
-               {"schemaHash", hex(head.schemaHash)},
-               {"generation", hex(head.generation)},
-               {"epoch", head.epoch},
-               {"writer", std::move(writer)}});
-  return json;
+  for (std::size_t i = 3; i < std::size(columns); ++i) record.none();
+  record.text(table.problem, Cell::State::fault);
 }
 
 int exitCodeOf(const TableFile& table) {
@@ -86,25 +80,27 @@ int exitCodeOf(const TableFile& table) {
 
 }  // namespace
 
+RecordTypes tableTypes() {
+  static constexpr const RecordType* types[] = {&tableType};
+  return types;
+}
+
 int tableShow(const Options& options) {
-  std::vector<TableFile> tables;
-  eachTable(options.run, [&tables](const TableFile& table) { tables.push_back(table); });
-  if (options.json) {
-    Agents::JsonWriter writer(std::cout, false);
-    writer.begin();
-    writer.list("tables", tables, jsonOf);
-    writer.end();
-  } else if (!tables.empty()) {
-    std::vector<Row> rows{{"DIRECTORY", "TABLE", "ROWS", "BYTES", "LIVE BYTES", "GENERATION",
-                           "EPOCH", "WRITER", "PROBLEM"}};
-    for (const TableFile& table : tables) rows.push_back(rowOf(table));
-    Agents::printTable(std::cout, rows);
-  }
+  Output out(options);
+  Record record(tableType);
   int exitCode = Agents::exitGood;
-  for (const TableFile& table : tables) exitCode = std::max(exitCode, exitCodeOf(table));
-  if (!tables.empty()) return exitCode;
-  Agents::Log(options.name).say("no tables below " + options.run);
-  return Agents::exitDatabase;
+  bool isAny = false;
+  eachTable(options.run, [&](const TableFile& table) {
+    isAny = true;
+    fillRecord(record, table);
+    if (isNamed(record.view(), options.key)) exitCode = std::max(exitCode, exitCodeOf(table));
+    out.add(record);
+  });
+  if (!isAny) {
+    tellError(options, ErrorCode::cannotOpen, "no tables below it", options.run);
+    exitCode = Agents::exitDatabase;
+  }
+  return out.end(exitCode);
 }
 
 }  // namespace MplsCtl

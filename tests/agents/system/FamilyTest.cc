@@ -55,8 +55,10 @@ TEST_F(FamilyTest, LogsSignalsAndRingTracesAreOfOneKind) {
     Program& member = *members.at(one->name);
     ::kill(member.pid(), SIGHUP);
     member.awaitError(one->reload);
-    EXPECT_TRUE(Fs::exists(folder / ("run/trace/" + one->ring + ".ring")));
     EXPECT_EQ(member.end(SIGTERM), 0);
+    const std::string trace =
+        run("mplsctl", {"trace", "show", "--agent", one->ring, "--run", "run"}).output;
+    EXPECT_EQ(trace.find(one->reload) != std::string::npos, one->name != "mpls-agent") << trace;
     std::istringstream said(member.errors());
     for (std::string text; std::getline(said, text);) {
       std::smatch parts;

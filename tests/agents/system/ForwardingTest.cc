@@ -24,7 +24,7 @@ class ForwardingTest : public System {
   Strings lookups() const {
     Strings all;
     const Json shown = show({"lfib", "lookups"});
-    for (const Json& one : shown.at("lookups"))
+    for (const Json& one : shown.at("records"))
       all.push_back(one.at("label").dump() + " " + one.at("vrf").get<std::string>() + " " +
                     one.at("lfib").get<std::string>());
     return all;
@@ -33,7 +33,7 @@ class ForwardingTest : public System {
   Strings unprogrammed() const {
     Strings all;
     const Json shown = show({"lfib", "unprogrammed", "--run", "run"});
-    for (const Json& one : shown.at("unprogrammed")) {
+    for (const Json& one : shown.at("records")) {
       all.push_back(one.at("label").dump() + " " + one.at("code").get<std::string>());
       for (const Json& reason : one.at("reasons"))
         all.back() += " " + reason.at("lfib").dump() + ":" + reason.at("reason").get<std::string>();
@@ -99,8 +99,7 @@ TEST_F(ForwardingTest, SaysWhichRoutesAreNotForwardedAndWhy) {
   lfib->lfibRouteIs({RouteKey(700, 0), viaSet, ldp});
   directory.ring();
   auto forwarding = startForwarding();
-  const Strings missing = {"600 conflict 1:reasonConflict",
-                           "700 adjacencyNotProgrammed 1:reasonViasMissing"};
+  const Strings missing = {"600 conflict 1:Conflict", "700 adjacencyNotProgrammed 1:ViasMissing"};
   forwarding->awaitError("forwards routes=3 viaSets=2 unprogrammed=2");
   EXPECT_EQ(unprogrammed(), missing);
   EXPECT_EQ(forwarding->end(SIGKILL), -SIGKILL);
@@ -108,7 +107,7 @@ TEST_F(ForwardingTest, SaysWhichRoutesAreNotForwardedAndWhy) {
   forwarding = startForwarding();
   forwarding->awaitError("forwards routes=3 viaSets=2 unprogrammed=2");
   lfib->mplsViaIs({via, Netbase::IpGenAddr("10.0.0.1"), Netbase::swap_, 800, false});
-  while (unprogrammed() != Strings{"600 conflict 1:reasonConflict"}) loop.runOnce(0.01);
+  while (unprogrammed() != Strings{"600 conflict 1:Conflict"}) loop.runOnce(0.01);
   const Result second = run("forwarding-agent", {"--run", "run"});
   EXPECT_EQ(second.code, 2);
   EXPECT_NE(second.errors.find("; end that one, or choose another --table"), std::string::npos)

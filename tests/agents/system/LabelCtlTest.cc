@@ -22,7 +22,7 @@ class LabelCtlTest : public System {
   }
   /// For how long the only request that waits does.
   double wait() const {
-    const Json waiting = show({"label", "show"}).at("waiting");
+    const Json waiting = recordsOf(show({"label", "show"}), "waiting");
     EXPECT_EQ(waiting.size(), 1U) << waiting;
     EXPECT_EQ(waiting.at(0).at("client"), "c");
     return waiting.at(0).value("seconds", -1.0);
@@ -51,7 +51,7 @@ TEST_F(LabelCtlTest, TellsWhoHoldsWhatWhoWaitsAndWhatARangeWouldChange) {
   const Json shown = show({"label", "show"});
   EXPECT_EQ(shown.at("range"), (Json{{"base", 100000}, {"size", 262144}, {"blocks", 16}}));
   std::map<int, int> firstOf;
-  for (const Json& one : shown.at("blocks")) firstOf[one.at("block")] = one.at("first");
+  for (const Json& one : recordsOf(shown, "block")) firstOf[one.at("block")] = one.at("first");
   EXPECT_EQ(firstOf.size(), 16U);
   for (const auto& [block, first] : firstOf) EXPECT_EQ(first, 100000 + 16384 * block);
   const double before = wait();
@@ -82,7 +82,7 @@ TEST_F(LabelCtlTest, TellsWhoHoldsWhatWhoWaitsAndWhatARangeWouldChange) {
   killAll({"a"});
   EXPECT_NE(run("mplsctl", {"label", "show"}).output.find("labelRequest/a: label-client (pid "),
             std::string::npos);
-  EXPECT_EQ(watch->end(SIGINT), 0);
+  EXPECT_EQ(watch->end(SIGTERM), 143);
   EXPECT_EQ(watch->rest(), "");
 }
 

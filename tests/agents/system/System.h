@@ -43,11 +43,21 @@ class System : public testing::Test {
     EXPECT_EQ(result.code, 0) << result.errors;
     return Json::parse(result.output);
   }
+  /// The records of one kind in what was shown, without that member.
+  static Json recordsOf(const Json& shown, const std::string& kind) {
+    Json all = Json::array();
+    for (Json one : shown.at("records"))
+      if (one.at("kind") == kind) {
+        one.erase("kind");
+        all.push_back(one);
+      }
+    return all;
+  }
   /// The routes in force, as "LABEL SOURCE".
   std::vector<std::string> routes() const {
     std::vector<std::string> all;
     const Json shown = show({"route", "show"});
-    for (const Json& one : shown.at("routes"))
+    for (const Json& one : shown.at("records"))
       all.push_back(std::to_string(one.at("label").get<int>()) + " " +
                     one.at("source").get<std::string>());
     return all;

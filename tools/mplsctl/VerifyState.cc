@@ -1,9 +1,8 @@
-/// `mplsctl ldp verify FILE`: whether the tables hold what the router itself says that it knows.
-#include <iostream>
+#include "tools/mplsctl/VerifyState.h"
 
-#include "agents/common/ExitCode.h"
+#include <set>
+
 #include "agents/router-bindings/StateFile.h"
-#include "tools/mplsctl/LdpReader.h"
 
 namespace MplsCtl {
 
@@ -29,13 +28,11 @@ std::set<std::string> factsOf(const Snapshot& snapshot, bool withAdvertised) {
   return facts;
 }
 
-/// Prints what is in one only; how many that are.
-std::size_t printMissing(const std::set<std::string>& facts, const std::set<std::string>& others,
-                         const char* word) {
-  std::size_t count = 0;
+/// What is in one only.
+void addMissing(const std::set<std::string>& facts, const std::set<std::string>& others,
+                const std::string& word, Check& check) {
   for (const std::string& fact : facts)
-    if (!others.contains(fact) && ++count != 0) std::cout << word << ": " << fact << '\n';
-  return count;
+    if (!others.contains(fact)) check.failed(word + ": " + fact);
 }
 
 std::string countsOf(const Snapshot& snapshot) {
@@ -46,21 +43,17 @@ std::string countsOf(const Snapshot& snapshot) {
 
 }  // namespace
 
-int ldpVerify(const Options& options) {
-  const Snapshot said = RouterBindings::snapshotFromFile(options.file);
-  Agents::Program program(options, Agents::Program::Kind::query);
-  LdpReader reader(program, options);
-  if (!reader.await()) return program.ended() ? program.exitCode() : Agents::exitDatabase;
+Check ldpStateCheck(const LdpReader& reader, const std::string& file) {
+  const Snapshot said = RouterBindings::snapshotFromFile(file);
   const Snapshot there = RouterBindings::snapshotOf(reader.local(), reader.peers());
   const bool withAdvertised = !said.advertised.empty();
   const auto facts = factsOf(there, withAdvertised);
   const auto wanted = factsOf(said, withAdvertised);
-  const std::size_t differences =
-      printMissing(wanted, facts, "missing") + printMissing(facts, wanted, "unexpected");
-  if (differences == 0) std::cout << "equal: " << countsOf(there) << '\n';
-  else std::cout << "differences: " << differences << '\n';
-  if (reader.exitCode() != Agents::exitGood) return reader.exitCode();
-  return differences == 0 ? Agents::exitGood : Agents::exitPartRefused;
+  Check check("state", file);
+  addMissing(wanted, facts, "missing", check);
+  addMissing(facts, wanted, "unexpected", check);
+  check.summaryIs(countsOf(there));
+  return check;
 }
 
 }  // namespace MplsCtl

@@ -1,0 +1,34 @@
+#include "tools/mplsctl/Errors.h"
+
+#include "agents/common/JsonWriter.h"
+#include "agents/common/Log.h"
+
+namespace MplsCtl {
+
+namespace {
+
+/// The log escapes what is no ASCII in a way of its own.
+std::string asciiText(const Agents::Json& json) {
+  return json.dump(-1, ' ', true, Agents::Json::error_handler_t::replace);
+}
+
+}  // namespace
+
+void tellError(const Options& options, std::string_view code, std::string_view text,
+               std::string_view file) {
+  Agents::Log log(options.name);
+  if (options.json) {
+    Agents::Json error = {{"code", code}, {"text", text}};
+    if (!file.empty()) error["file"] = file;
+    return log.raw(asciiText({{"error", std::move(error)}}));
+  }
+  log.say((file.empty() ? "" : std::string(file) + ": ") + std::string(text));
+}
+
+void tellInfo(const Options& options, std::string_view text) {
+  Agents::Log log(options.name);
+  if (options.json) log.raw(asciiText({{"info", {{"text", text}}}}));
+  else log.say(text);
+}
+
+}  // namespace MplsCtl

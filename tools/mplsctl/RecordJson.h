@@ -1,0 +1,33 @@
+/// Records as JSON: a member for each cell that has a value, in the order of the columns.
+///
+/// Thread    any.
+/// Cost      appends to a text; makes no other.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tools/mplsctl/Record.h"
+
+namespace MplsCtl {
+
+/// How JSON is laid out.
+struct JsonForm {
+  bool pretty = false;  ///< a line for each member, with two blanks for each level
+  /// To a new line at that level; nothing unless pretty.
+  void newLine(std::string& out, unsigned level) const {
+    if (!pretty) return;
+    out += '\n';
+    out.append(2 * level, ' ');
+  }
+};
+
+/// A string in quotes. Bytes that are no UTF-8 are replaced.
+void appendJsonText(std::string& out, std::string_view text);
+/// An object; with `kind`, that is its first member. `level` is that of the object.
+void appendJson(std::string& out, const RecordView& record, std::string_view kind,
+                const JsonForm& form = {}, unsigned level = 0);
+/// The object of the first columns only, which name the record.
+void appendJsonKey(std::string& out, const RecordView& record);
+
+}  // namespace MplsCtl
