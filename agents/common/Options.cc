@@ -73,10 +73,12 @@ CLI::Validator notEmpty(const std::string& what) {
 CLI::Validator pathName() {
   return CLI::Validator(
       [](const std::string& text) {
-        const bool good = !text.empty() && text.find('/') == std::string::npos;
+        const bool good =
+            !text.empty() && text.front() != '.' && text.find('/') == std::string::npos;
         return good
                    ? ""
-                   : "expected a NAME that is not empty and holds no \"/\", found \"" + text + "\"";
+                   : "expected a NAME that does not begin with \".\" and holds no \"/\", found \"" +
+                         text + "\"";
       },
       "");
 }

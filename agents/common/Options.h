@@ -35,7 +35,8 @@ bool parse(CLI::App& app, int argc, const char* const* argv, int& exitCode);
 /// For CLI::Option::check: refuses an empty text. `what` names what is expected.
 CLI::Validator notEmpty(const std::string& what);
 
-/// For CLI::Option::check: a name that becomes part of a path.
+/// For CLI::Option::check: a name that becomes part of a path. None that begins with a dot: it
+/// would lead elsewhere, or be hidden.
 CLI::Validator pathName();
 
 /// Adds --run to a command line; `run` holds the default.

@@ -28,11 +28,6 @@ std::string lastName(const std::string& folder) {
   return (path.has_filename() ? path : path.parent_path()).filename().string();
 }
 
-std::string instanceProblem(const std::string& text) {
-  const bool isName = !text.empty() && text.find('/') == std::string::npos && text.front() != '.';
-  return isName ? "" : "expected a name without \"/\" that does not begin with a dot";
-}
-
 }  // namespace
 
 std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitCode) {
@@ -46,7 +41,7 @@ std::optional<Options> optionsFrom(int argc, const char* const* argv, int& exitC
   app.add_option("--instance", options.instance,
                  "What the tables are called [the last name of DIR]")
       ->type_name("NAME")
-      ->check(CLI::Validator(instanceProblem, ""));
+      ->check(Agents::pathName());
   app.add_flag("--once", options.once, "End when the tables are written");
   app.add_option("--tables", options.tables,
                  "Directory of the segment-routing tables [sr/NAME in that of --run]")

@@ -16,7 +16,7 @@ namespace Centrum {
 
 class StatusPublisher {
  public:
-  /// Seconds between two issues.
+  /// Seconds between two states that are published.
   static constexpr double period = 1.0;
   using EachConnection = std::function<void(const std::function<void(ServerConnection&)>&)>;
 

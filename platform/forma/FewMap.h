@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/forma/LoopCursor.h"
 #include "platform/forma/OrderedMap.h"
 
 namespace Forma {
@@ -101,7 +102,7 @@ class FewMap {
   }
 
   /// A walk, as that of an OrderedMap.
-  class Cursor {
+  class Cursor : public LoopCursor<Cursor, Entry> {
    public:
     explicit Cursor(const FewMap& map) : map_(&map) {}
 
@@ -118,13 +119,6 @@ class FewMap {
     /// The element, after done() returned false.
     const K& key() const { return *last_; }
     const V& value() const { return *map_->find(*last_); }
-
-    Entry operator*() const { return {key(), value()}; }
-    Cursor& operator++() {
-      next();
-      return *this;
-    }
-    friend bool operator==(const Cursor& walk, std::default_sentinel_t) { return walk.done(); }
 
    private:
     const FewMap* map_;

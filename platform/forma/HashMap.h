@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <iterator>
 
+#include "platform/forma/LoopCursor.h"
 #include "platform/forma/SlotMap.h"
 
 namespace Forma {
@@ -39,7 +40,7 @@ class HashMap : public SlotMap<K, V, Hash, Unordered> {
   /// on, and none that is added meanwhile. When the map is cleared, moved from, assigned or
   /// swapped, its walks go on over what it holds then: each visits some of it, or none. The map
   /// must outlive its walks.
-  class Cursor {
+  class Cursor : public LoopCursor<Cursor, Entry> {
    public:
     explicit Cursor(const HashMap& map) : map_(&map), end_(map.slots()) {
       if (end_ != 0) map_->pin();
@@ -63,13 +64,6 @@ class HashMap : public SlotMap<K, V, Hash, Unordered> {
     /// The element, after done() returned false.
     const K& key() const { return map_->slot(at_).key; }
     const V& value() const { return map_->slot(at_).value; }
-
-    Entry operator*() const { return {key(), value()}; }
-    Cursor& operator++() {
-      next();
-      return *this;
-    }
-    friend bool operator==(const Cursor& walk, std::default_sentinel_t) { return walk.done(); }
 
    private:
     const HashMap* map_;

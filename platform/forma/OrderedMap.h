@@ -15,6 +15,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/forma/LoopCursor.h"
 #include "platform/forma/SlotMap.h"
 #include "platform/forma/SlotTree.h"
 
@@ -80,7 +81,7 @@ class OrderedMap : public SlotMap<K, V, Hash, KeyOrder> {
   /// A walk: goes to the least key, then each time to the least that is greater than the last. So
   /// it visits each element that is there from its start to its end once, and those added ahead of
   /// it. The map must outlive it.
-  class Cursor {
+  class Cursor : public LoopCursor<Cursor, Entry> {
    public:
     explicit Cursor(const OrderedMap& map) : map_(&map) {}
 
@@ -98,13 +99,6 @@ class OrderedMap : public SlotMap<K, V, Hash, KeyOrder> {
     /// The element, after done() returned false.
     const K& key() const { return map_->slot(at_).key; }
     const V& value() const { return map_->slot(at_).value; }
-
-    Entry operator*() const { return {key(), value()}; }
-    Cursor& operator++() {
-      next();
-      return *this;
-    }
-    friend bool operator==(const Cursor& walk, std::default_sentinel_t) { return walk.done(); }
 
    private:
     const OrderedMap* map_;

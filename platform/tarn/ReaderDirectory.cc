@@ -135,13 +135,10 @@ void ReaderDirectory::State::check() {
   const bool isOther = directory_.takeOther();
   if (isOther && bell_) went();  // who writes there is another
   if (isClosed_) return;
-  if (bell_) {
-    if (missedRing()) bell_->answer();
-    lookAll(Look::counted);
-  } else {
-    connect(isOther ? Look::everywhere : Look::counted);
-  }
-  if (!isClosed_ && bell_) timer_.scheduleAfter(checkConnectedSeconds);
+  if (!bell_) return connect(isOther ? Look::everywhere : Look::counted);
+  timer_.scheduleAfter(checkConnectedSeconds);
+  if (missedRing()) bell_->answer();
+  lookAll(Look::counted);
 }
 
 void ReaderDirectory::State::findDirectory() {
@@ -154,12 +151,15 @@ void ReaderDirectory::State::findDirectory() {
   problemIs(directoryProblem_, directory_.problem());
 }
 
-/// Looks in any case.
+/// Looks in any case. A directory that was found while others were told that the writer went is the
+/// one that is connected to; one that is found from here on brings check() back at once.
 void ReaderDirectory::State::connect(Look otherwise) {
+  if (directory_.takeOther()) otherwise = Look::everywhere;
   if (directory_)
     bell_ =
         BellConnection::open(loop_, directory_.get(), path_, [this](auto event) { hear(event); });
   if (bell_) {
+    timer_.scheduleAfter(checkConnectedSeconds);
     problemIs(writerProblem_, {});
     return came();
   }

@@ -15,7 +15,6 @@
 
 #include "ldp/LdpLibConsumerSm.h"
 #include "ldp/LdpLibProducerSm.h"
-#include "platform/forma/Trace.h"
 #include "platform/kiln/EventLoop.h"
 #include "tests/platform/tarn/Folder.h"
 #include "tests/support/Checks.h"
@@ -49,17 +48,13 @@ class LdpLibSmTest : public ::testing::Test {
   }
   /// The handlers that run meanwhile, in order, without what they run for.
   static std::string handlers(const std::function<void()>& step) {
+    std::istringstream lines(Checks::traced("LdpLibSm/8", step));
     std::string all;
-    Forma::traceSinkIs([&](const auto& message) {
-      std::istringstream text{std::string(message.text)};
-      std::string name;
-      text >> name;
-      if (message.level == 8) all += name.substr(name.find("handle")) + ' ';
-    });
-    Forma::traceLevelsIs("LdpLibSm/9");
-    step();
-    Forma::traceLevelsIs("LdpLibSm/0");
-    Forma::traceSinkIs(nullptr);
+    for (std::string line; std::getline(lines, line);) {
+      const std::string name = line.substr(0, line.find(' '));
+      if (const auto at = name.find("handle"); at != std::string::npos)
+        all += name.substr(at) + ' ';
+    }
     return all;
   }
 

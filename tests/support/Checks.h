@@ -5,10 +5,12 @@
 
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/forma/Errors.h"
 #include "platform/forma/String8.h"
+#include "platform/forma/Trace.h"
 
 namespace Checks {
 
@@ -36,6 +38,18 @@ std::string raised(Call call) {
     return e.what();
   }
   return "nothing";
+}
+
+/// The messages of the debug trace at these levels while `f` runs, a line each.
+template <class F>
+std::string traced(std::string_view levels, F f) {
+  std::string lines;
+  Forma::traceSinkIs([&](const Forma::TraceMessage& m) { (lines += m.text) += '\n'; });
+  Forma::traceLevelsIs(levels);
+  f();
+  Forma::traceLevelsIs("");
+  Forma::traceSinkIs({});
+  return lines;
 }
 
 /// Expects each value to be less than those behind it, and to share its hash with none of them.

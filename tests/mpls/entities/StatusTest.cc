@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "mpls/entities/HardwareStatus.h"
-#include "platform/forma/Errors.h"
+#include "tests/support/Checks.h"
 
 namespace Mpls {
 namespace {
@@ -68,14 +68,7 @@ TEST_F(StatusTest, WhatAnAdjacencyIsMadeFromNeverChanges) {
            " than the current value of " + made + " not allowed";
   };
   const auto text = [](const auto& v) { return std::string(Forma::valueToStrep(v).view()); };
-  const auto error = [](auto make) -> std::string {
-    try {
-      make();
-    } catch (const Forma::RangeException& e) {
-      return e.what();
-    }
-    return "none";
-  };
+  const auto error = [](auto make) { return Checks::raised(make); };
   EXPECT_EQ(error([&] { status->newLfibAdjacency(index, viaSet(17)); }),
             refusal("_viaSet", text(viaSet(17)), text(viaSet(16))));
   EXPECT_EQ(error([&] { status->lfibPwAdjacencyIs(index, PwVia()); }),

@@ -1,7 +1,6 @@
 #include "mpls/labelmgr/LabelManagerSm.h"
 
 #include "mpls/labelmgr/LabelPlan.h"
-#include "platform/forma/Trace.h"
 #include "tests/mpls/labelmgr/LabelManagerFixture.h"
 #include "tests/support/Checks.h"
 
@@ -14,13 +13,7 @@ using LabelManagerSmTest = LabelManagerFixture;
 /// The messages of the machine and its mounters while `f` runs.
 template <class F>
 std::string traced(F f) {
-  std::string lines;
-  Forma::traceSinkIs([&](const Forma::TraceMessage& m) { (lines += m.text) += '\n'; });
-  Forma::traceLevelsIs("LabelManager*/8");
-  f();
-  Forma::traceLevelsIs("");
-  Forma::traceSinkIs({});
-  return lines;
+  return Checks::traced("LabelManager*/8", f);
 }
 
 TEST_F(LabelManagerSmTest, TracesSayWhatHappenedInOrder) {

@@ -9,7 +9,7 @@
 #include "mpls/lfib/LfibGenAdjIdxAllocator.h"
 #include "mpls/lfib/SrTunnelIdxAllocator.h"
 #include "platform/forma/Errors.h"
-#include "platform/forma/Trace.h"
+#include "tests/support/Checks.h"
 
 namespace MplsHelper {
 namespace {
@@ -57,14 +57,9 @@ TEST_F(AdjIdxAllocatorTest, EachSourceCountsInABlockOfItsOwnWhichWraps) {
 }
 
 TEST_F(AdjIdxAllocatorTest, TheTraceTellsWhatWasFound) {
-  std::string text;
-  Forma::traceSinkIs([&](const Forma::TraceMessage& m) { text.append(m.text) += '\n'; });
-  Forma::traceLevelsIs("LfibGenAdjIdxAllocator/8");
   status->newLfibAdjacency(ldp, Mpls::ViaSet());
-  allocator->getAdjacencyIndex(Mpls::LFib::lfibSourceLdp_);
-  Forma::traceLevelsIs("LfibGenAdjIdxAllocator/0");
-  Forma::traceSinkIs({});
-  EXPECT_EQ(text,
+  const auto get = [this] { allocator->getAdjacencyIndex(Mpls::LFib::lfibSourceLdp_); };
+  EXPECT_EQ(Checks::traced("LfibGenAdjIdxAllocator/8", get),
             "getAdjacencyIndex index already used 6917529027641081856\n"
             "useAdjacencyIndex source: lfibSourceLdp, use idx: 6917529027641081857\n"
             "getAdjacencyIndex allocate adj index 0x6000000000000001\n");

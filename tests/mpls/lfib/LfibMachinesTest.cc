@@ -11,7 +11,6 @@
 #include "mpls/lfib/LfibIpLookupSm.h"
 #include "mpls/lfib/LfibStatusSm.h"
 #include "mpls/lfib/LfibTrackingSm.h"
-#include "platform/forma/Trace.h"
 #include "tests/support/Checks.h"
 
 namespace Mpls {
@@ -139,21 +138,17 @@ TEST_F(LfibMachinesTest, LookupsPublishAndTraceChangesOnly) {
   const auto sm = tracking();
   const auto machine = lookups();
   EXPECT_TRUE(published->labelVrfAfs() == 3 && machine->vrfAfs() == 3);
-  std::string text;
-  Forma::traceSinkIs([&](const auto& message) { text.append(message.text).append("\n"); });
-  Forma::traceLevelsIs("LfibIpLookupSm/9");
-  sm->handleLfibRoute(route(100));
-  EXPECT_THAT(std::exchange(text, ""), HasSubstr(" no change for label=100"));
-  lfib->ipLookupViaIs({viaKey, L3::VrfName("blue"), Netbase::ipv4_});
-  EXPECT_EQ(text, "") << "the via alone is not followed";
-  sm->handleLfibRoute(route(100));
-  EXPECT_THAT(std::exchange(text, ""),
-              HasSubstr(" updating mapping label=100 vrfName='blue' af=ipv4"));
+  const auto traced = [](auto f) { return Checks::traced("LfibIpLookupSm/9", f); };
+  const auto handle = [&] { sm->handleLfibRoute(route(100)); };
+  const auto turnBlue = [&] { lfib->ipLookupViaIs({viaKey, L3::VrfName("blue"), Netbase::ipv4_}); };
+  const auto reroute = [&] {
+    lfib->lfibRouteIs({route(100), {source, 1, viaTypeMplsIp_}, source});
+  };
+  EXPECT_THAT(traced(handle), HasSubstr(" no change for label=100"));
+  EXPECT_EQ(traced(turnBlue), "") << "the via alone is not followed";
+  EXPECT_THAT(traced(handle), HasSubstr(" updating mapping label=100 vrfName='blue' af=ipv4"));
   EXPECT_EQ(machine->vrfAf(100), lookup(100, "blue"));
-  lfib->lfibRouteIs({route(100), {source, 1, viaTypeMplsIp_}, source});
-  EXPECT_THAT(text, HasSubstr(" updating mapping label=100"));
-  Forma::traceLevelsIs("LfibIpLookupSm/0");
-  Forma::traceSinkIs(nullptr);
+  EXPECT_THAT(traced(reroute), HasSubstr(" updating mapping label=100"));
   EXPECT_EQ(machine->vrfAf(100), LfibIpLookupStatusLabelVrfAf());
   EXPECT_FALSE(published->labelVrfAf(lookup(100, "blue")));
   LfibIpLookupVia nameless(viaKey);

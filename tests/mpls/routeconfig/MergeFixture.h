@@ -9,7 +9,6 @@
 #include "mpls/routeconfig/RouteConfigMergeSm.h"
 #include "mpls/routeconfig/RouteConfigMounter.h"
 #include "platform/centrum/LocalEntityManager.h"
-#include "platform/forma/Trace.h"
 
 namespace Mpls {
 

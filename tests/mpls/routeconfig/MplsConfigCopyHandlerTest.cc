@@ -9,7 +9,6 @@
 #include "mpls/routeconfig/CopyHandlerDir.h"
 #include "mpls/routeconfig/Registration.h"
 #include "platform/forma/Dir.h"
-#include "platform/forma/Trace.h"
 #include "tests/support/Checks.h"
 #include "tests/support/ContentText.h"
 #include "tests/support/RandomEntities.h"
@@ -79,22 +78,14 @@ TEST_F(MplsConfigCopyTextTest, TracesWhatItCopiesAndNamesWhatItCannot) {
   EXPECT_EQ(handlers.find("Mpls::RouteConfigInput"), handler.get());
   EXPECT_TRUE(handler->filteredAttribute()->attribute("route"));
   EXPECT_EQ(handler->newFilteredAttribute(), handler->filteredAttribute());
-  std::string text;
-  Forma::traceSinkIs([&](const Forma::TraceMessage& one) {
-    text += one.text;
-    text += "\n";
-  });
-  Forma::traceLevelsIs("MplsConfigCopyHandler/8");
   running->newRoute({99, 0});
   for (std::uint32_t label = 100; label < 102; ++label) {
     candidate->newRoute({label, 0});
     running->newRoute({label, 0})->dynamicIs(label == 101);
   }
-  ASSERT_TRUE(copy());
-  Forma::traceLevelsIs("MplsConfigCopyHandler/0");
-  Forma::traceSinkIs({});
   const std::string key(Forma::valueToStrep(RouteKey{101, 0}).view());
-  EXPECT_EQ(text, "handleEntity candidate-->running\nhandleEntity Copying route " + key + "\n");
+  EXPECT_EQ(Checks::traced("MplsConfigCopyHandler/8", [&] { EXPECT_TRUE(copy()); }),
+            "handleEntity candidate-->running\nhandleEntity Copying route " + key + "\n");
 
   candidate->routeDel({100, 0});
   candidate->route({101, 0})->dynamicIs(true);

@@ -93,20 +93,15 @@ TEST_F(RouteConfigMergeSmTest, AReaderThatThrowsDoesNotHoldUpWhatFollows) {
 }
 
 TEST_F(RouteConfigMergeSmTest, TracesSayWhatHappened) {
-  std::string lines;
   const auto bgp = routeConfigInputFactory("bgp");
   bgp->newRoute(key(1));
   start();
   sm->configIs("bgp", bgp);
-  Forma::traceSinkIs([&](const Forma::TraceMessage& m) { (lines += m.text) += '\n'; });
-  Forma::traceLevelsIs("RouteConfigM*/8");
-  staticInput->newRoute(key(1));
-  Forma::traceLevelsIs("");
-  Forma::traceSinkIs({});
   const std::string k(valueToStrep(key(1)).view());
-  EXPECT_EQ(lines, "handleConfigEntry for static, key " + k + "\nsetOutputForEntry for key " + k +
-                       "\nsetOutputForEntry removed merge confict entry for " + k +
-                       " with source count 2\n");
+  EXPECT_EQ(Checks::traced("RouteConfigM*/8", [&] { staticInput->newRoute(key(1)); }),
+            "handleConfigEntry for static, key " + k + "\nsetOutputForEntry for key " + k +
+                "\nsetOutputForEntry removed merge confict entry for " + k +
+                " with source count 2\n");
 }
 
 TEST_F(RouteConfigMergeSmTest, NullArgumentsAreRefused) {

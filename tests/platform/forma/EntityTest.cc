@@ -1,6 +1,7 @@
 #include <vector>
 
 #include "tests/platform/forma/TestTypes.h"
+#include "tests/support/Checks.h"
 
 namespace FormaTest {
 namespace {
@@ -64,8 +65,8 @@ TEST_F(EntityTest, ValuesAreFiledUnderTheirOwnKeyAndReferencesMayBeNone) {
 }
 
 TEST_F(EntityTest, MutatorsRefuseOtherConstructorArgumentsAndNull) {
-  const auto range = [](auto f) { return errorOf<Forma::RangeException>(f); };
-  const auto null = [](auto f) { return errorOf<Forma::NullException>(f); };
+  const auto range = [](auto f) { return Checks::raised<Forma::RangeException>(f); };
+  const auto null = [](auto f) { return Checks::raised<Forma::NullException>(f); };
   const auto item = sub->newItem("i", std::uint8_t{4});
   EXPECT_TRUE(sub->itemIs("i") == item && sub->itemIs("i", std::uint8_t{4}) == item);
   EXPECT_EQ(range([&] { sub->newItem("i", std::uint8_t{5}); }),
@@ -73,10 +74,10 @@ TEST_F(EntityTest, MutatorsRefuseOtherConstructorArgumentsAndNull) {
             "attribute _weight "
             "has a different value of 5 than the current value of 4 not allowed");
   sub->newExtra("a");
-  EXPECT_NE(range([&] { sub->extraIs("b"); }), "no error");
+  EXPECT_NE(range([&] { sub->extraIs("b"); }), "nothing");
   EXPECT_EQ(null([&] { sub->newLink(1, nullptr); }),
             "null _link parameter to mutator for FormaTest::Node::link not allowed");
-  EXPECT_NE(null([] { Forma::dirFactory("")->entryIs(nullptr); }), "no error");
+  EXPECT_NE(null([] { Forma::dirFactory("")->entryIs(nullptr); }), "nothing");
 }
 
 TEST_F(EntityTest, KeysMayLiveInTheElementThatGoes) {
@@ -106,7 +107,7 @@ TEST_F(EntityTest, AnEntryStandsInOneDirectory) {
   root->entryIs(left);
   left->entryIs(sub);
   EXPECT_EQ(sub->newItem("i")->fullName(), "left/sub/item/i");
-  EXPECT_EQ(errorOf<Forma::RangeException>([&] { left->entryIs(root); }),
+  EXPECT_EQ(Checks::raised<Forma::RangeException>([&] { left->entryIs(root); }),
             "Dir::entry that holds the directory not allowed");
   right->entryIs(sub);
   EXPECT_TRUE(!left->entrys() && sub->parent() == right.get() && !sub->isDeleted());

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/platform/forma/TestTypes.h"
+#include "tests/support/Checks.h"
 
 namespace {
 
@@ -59,8 +60,7 @@ TEST(PtrTest, ValidPointersRefuseNull) {
   const std::function<void()> refused[] = {[] { const ValidPtr<Shape> p(nullptr); },
                                            [] { const ValidPtr<Shape> p{Ptr<Square>()}; },
                                            [&] { valid = Ptr<Shape>(); }};
-  for (const auto& f : refused)
-    EXPECT_EQ(FormaTest::errorOf<Forma::NullException>(f), "null ValidPtr");
+  for (const auto& f : refused) EXPECT_EQ(Checks::raised<Forma::NullException>(f), "null ValidPtr");
   EXPECT_EQ(valid->references(), 1U);
 }
 

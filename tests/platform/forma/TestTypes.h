@@ -172,15 +172,4 @@ FORMA_FACTORY(itemFactory, Item, Forma::Name, std::uint8_t)
 
 void registerTypes(Forma::TypeRegistry& registry);
 
-/// The text of the E that `f` raises. Other errors are not caught.
-template <class E, class F>
-std::string errorOf(F f) {
-  try {
-    f();
-  } catch (const E& e) {
-    return e.what();
-  }
-  return "no error";
-}
-
 }  // namespace FormaTest

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "tests/platform/forma/TestTypes.h"
+#include "tests/support/Checks.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ TEST_F(TraceTest, TheMostSpecificItemSetsTheLevel) {
 
 TEST_F(TraceTest, MalformedSettingsChangeNothing) {
   const auto error = [](const char* setting) {
-    return FormaTest::errorOf<Forma::ParseException>([&] { traceLevelsIs(setting); });
+    return Checks::raised<Forma::ParseException>([&] { traceLevelsIs(setting); });
   };
   traceLevelsIs("Merge/4");
   for (const char* setting : {",", "Merge,", "/3", "*/1,,Merge", ",Merge/1"})

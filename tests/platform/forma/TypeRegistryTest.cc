@@ -1,4 +1,5 @@
 #include "tests/platform/forma/TestTypes.h"
+#include "tests/support/Checks.h"
 
 namespace FormaTest {
 namespace {
@@ -11,7 +12,7 @@ using Forma::Ptr;
 
 template <class F>
 std::string nameError(F f) {
-  return errorOf<Forma::NameException>(f);
+  return Checks::raised<Forma::NameException>(f);
 }
 
 class TypeRegistryTest : public testing::Test {
@@ -74,7 +75,7 @@ TEST_F(TypeRegistryTest, DirectoriesMakeChildrenByTypeName) {
     return nameError([&] { root->newEntity(registry, type, name); });
   };
   EXPECT_EQ(error("FormaTest::Node", "a"), "\"root/a\" is a FormaTest::Sub, not a FormaTest::Node");
-  EXPECT_EQ(error("FormaTest::Item", "b"), "no error");
+  EXPECT_EQ(error("FormaTest::Item", "b"), "nothing");
   EXPECT_EQ(error("FormaTest::Port", "c"), "FormaTest::Port cannot be made from a name alone");
   EXPECT_EQ(error("No", "c"), "no entity type is called \"No\"");
   EXPECT_TRUE(Forma::ptrCast<Sub>(made) && root->entrys() == 2);

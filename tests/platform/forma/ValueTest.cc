@@ -2,6 +2,7 @@
 #include <sstream>
 
 #include "tests/platform/forma/TestTypes.h"
+#include "tests/support/Checks.h"
 
 namespace FormaTest {
 namespace {
@@ -28,8 +29,8 @@ std::string wireOf(const T& v) {
 template <class T, class F>
 std::string errorOfReading(T v, F read) {
   const T before = v;
-  const auto error = errorOf<Forma::Exception>([&] { read(v); });
-  EXPECT_TRUE(error == "no error" || v == before) << error;
+  const auto error = Checks::raised<Forma::Exception>([&] { read(v); });
+  EXPECT_TRUE(error == "nothing" || v == before) << error;
   return error;
 }
 template <class T>
@@ -114,7 +115,7 @@ TEST(ValueTest, WireErrorsLeaveTheValue) {
   EXPECT_EQ(wireError(Key(1), std::string("\xff\xff\0\0\0\0", 6)),
             "Key::number > 1000 not allowed");
   std::string unset = wireOf(Sample());
-  EXPECT_EQ(wireError(sampleOf(1, "", 0, 1), unset), "no error");
+  EXPECT_EQ(wireError(sampleOf(1, "", 0, 1), unset), "nothing");
   unset[0] = '\1';  // not the default value any more: the rule low <= high counts
   EXPECT_EQ(wireError(Sample(), unset), "Sample::low > Sample::high not allowed");
 }

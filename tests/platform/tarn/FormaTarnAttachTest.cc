@@ -9,6 +9,7 @@
 #include "platform/tarn/FormaTarnMap.h"
 #include "tests/platform/tarn/Folder.h"
 #include "tests/platform/tarn/TableTypes.h"
+#include "tests/support/Checks.h"
 
 namespace TarnTest {
 namespace {
@@ -60,7 +61,7 @@ class AttachTest : public testing::Test {
     EXPECT_EQ(all, due);
   }
   static std::string refusal(Desk& desk) {
-    return errorOf<Forma::AccessException>([&] { desk.plainIs(PlainRow(1, 1)); });
+    return Checks::raised<Forma::AccessException>([&] { desk.plainIs(PlainRow(1, 1)); });
   }
 
   Tarn::Folder folder;
@@ -89,17 +90,17 @@ TEST_F(AttachTest, ChangesOfTheWriterReachTheReaderKeyByKey) {
 
   const std::string path = folder / "desks";
   EXPECT_EQ(refusal(*read.desk), "plain is read-only here: attached as reader of " + path);
-  EXPECT_NE(errorOf<Forma::AccessException>([&] { read.desk->plainDel(1); }), "no error");
-  EXPECT_NE(errorOf<Forma::AccessException>([&] { read.desk->plainDelAll(); }), "no error");
+  EXPECT_NE(Checks::raised<Forma::AccessException>([&] { read.desk->plainDel(1); }), "nothing");
+  EXPECT_NE(Checks::raised<Forma::AccessException>([&] { read.desk->plainDelAll(); }), "nothing");
   EXPECT_THAT(
-      errorOf<Forma::AccessException>([&] { FormaTarn::attachReader(*read.desk, *reader); }),
+      Checks::raised<Forma::AccessException>([&] { FormaTarn::attachReader(*read.desk, *reader); }),
       HasSubstr("attached already: as reader of " + path));
   EXPECT_EQ(read.desk->plain(9).amount(), 90U);
 
   reader = nullptr;
   EXPECT_TRUE(read.desk->plain(9) == PlainRow() && read.desk->plains() == 0);
   FormaTarn::detach(*read.desk);
-  EXPECT_EQ(refusal(*read.desk), "no error");
+  EXPECT_EQ(refusal(*read.desk), "nothing");
   writer = nullptr;
   EXPECT_THAT(refusal(*written.desk), HasSubstr(path + " was let go of"));
   EXPECT_THAT(reports, testing::ElementsAre(HasSubstr("No such file")));  // before the writer came
@@ -119,9 +120,9 @@ TEST_F(AttachTest, AnEntityTakesOverTheRowsOfItsDirectory) {
   place.desk->plainIs(PlainRow(3, 4));
   place.desk->plainIs(PlainRow(4, 4));
   place.take();
-  EXPECT_THAT(
-      errorOf<Forma::RangeException>([&] { FormaTarn::attachWriter(*place.desk, *writer, 0); }),
-      HasSubstr("table plain in " + writer->path() + ": 0 initial rows"));
+  EXPECT_THAT(Checks::raised<Forma::RangeException>(
+                  [&] { FormaTarn::attachWriter(*place.desk, *writer, 0); }),
+              HasSubstr("table plain in " + writer->path() + ": 0 initial rows"));
   {
     const auto taken = writer->table(place.desk->arrayTable().shape(), 1);
     EXPECT_THROW(FormaTarn::attachWriter(*place.desk, *writer), std::system_error);

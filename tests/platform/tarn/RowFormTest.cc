@@ -6,6 +6,7 @@
 
 #include "platform/forma/TypeRegistry.h"
 #include "tests/platform/tarn/TableTypes.h"
+#include "tests/support/Checks.h"
 
 namespace TarnTest {
 namespace {
@@ -168,12 +169,13 @@ TEST(BoundedArrayTest, HoldsNoMoreThanItsIndexAllows) {
   ArrayRow row = arrays(2, "t");
   const std::string outside = "PartRange::value < PartRange::min or > PartRange::max not allowed";
   using Range = Forma::RangeException;
-  EXPECT_EQ(errorOf<Range>([&] { row.part(10); }), outside);
-  EXPECT_EQ(errorOf<Range>([&] { row.partIs(10, {}); }), outside);
-  EXPECT_EQ(errorOf<Range>([&] { row.partIs(std::array<Part, 11>{}); }), outside);
-  EXPECT_THAT(errorOf<Range>([&] { row.partIs(3, {}); }), HasSubstr("the next element is 2"));
-  EXPECT_EQ(errorOf<Range>([&] { row.textTextIs(""); }), "no text");
-  EXPECT_EQ(errorOf<Range>([&] { ArrayRow().partIs(0, {}); }), "no text");
+  EXPECT_EQ(Checks::raised<Range>([&] { row.part(10); }), outside);
+  EXPECT_EQ(Checks::raised<Range>([&] { row.partIs(10, {}); }), outside);
+  EXPECT_EQ(Checks::raised<Range>([&] { row.partIs(std::array<Part, 11>{}); }), outside);
+  EXPECT_THAT(Checks::raised<Range>([&] { row.partIs(3, {}); }),
+              HasSubstr("the next element is 2"));
+  EXPECT_EQ(Checks::raised<Range>([&] { row.textTextIs(""); }), "no text");
+  EXPECT_EQ(Checks::raised<Range>([&] { ArrayRow().partIs(0, {}); }), "no text");
   EXPECT_TRUE(row == arrays(2, "t"));
   EXPECT_TRUE(row.part(9) == Part());
 
@@ -208,13 +210,13 @@ TEST(BoundedArrayTest, IsAValueLikeOthers) {
   EXPECT_TRUE(copy == any && copy.hash() == any.hash());
   for (const char* bad : {"[1]", "[Value('TarnTest::Part', ** {'on': true, 'label': 16}),]", "["}) {
     Forma::AnyValue part = any.field("part");
-    EXPECT_NE(errorOf<Forma::ParseException>([&] { part.textIs(bad); }), "no error") << bad;
+    EXPECT_NE(Checks::raised<Forma::ParseException>([&] { part.textIs(bad); }), "nothing") << bad;
     EXPECT_TRUE(part == any.field("part"));
   }
   Forma::AnyValue part = any.field("part");
   std::string wire = part.wire();
   wire[0] = 11;
-  EXPECT_THAT(errorOf<Forma::ParseException>([&] { part.wireIs(wire); }),
+  EXPECT_THAT(Checks::raised<Forma::ParseException>([&] { part.wireIs(wire); }),
               HasSubstr("a shorter array"));
   Parts one, two;
   one.assign(std::array{Part(false, 2)});

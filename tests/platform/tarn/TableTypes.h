@@ -134,15 +134,4 @@ struct Watcher : Desk::NotifieeConst {
   void onArray() override { wholes += 10; }
 };
 
-/// The text of the E that `f` raises. Other errors are not caught.
-template <class E, class F>
-std::string errorOf(F f) {
-  try {
-    f();
-  } catch (const E& e) {
-    return e.what();
-  }
-  return "no error";
-}
-
 }  // namespace TarnTest
