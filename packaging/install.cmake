@@ -5,7 +5,7 @@
 #                folder of somebody else), the CMake package `Mpls` with the target Mpls::mpls, and
 #                libMpls.pc for pkg-config; the examples of the guides
 #   programs     the agents and tools, documentation, systemd units and a tmpfiles.d entry,
-#                the manual page and the bash completion of mplsctl
+#                the manual pages, and the bash completion of mplsctl
 include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Mpls")
@@ -51,6 +51,22 @@ install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT programs
 install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DATADIR}/libMpls" COMPONENT development)
 install(FILES packaging/man/mplsctl.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1"
         COMPONENT programs)
+# Pages of agents are made of what they print themselves, whenever they are linked.
+if(NOT CMAKE_CROSSCOMPILING)
+  set(pages "")
+  foreach(program IN LISTS PROGRAMS)
+    if(program STREQUAL mplsctl)
+      continue()
+    endif()
+    set(page "${PROJECT_BINARY_DIR}/packaging/${program}.8")
+    add_custom_command(OUTPUT "${page}" DEPENDS ${program} packaging/man/from-help VERBATIM
+                       COMMAND "${PROJECT_SOURCE_DIR}/packaging/man/from-help"
+                               "$<TARGET_FILE:${program}>" ${PROJECT_VERSION} > "${page}")
+    list(APPEND pages "${page}")
+  endforeach()
+  add_custom_target(man-pages ALL DEPENDS ${pages})
+  install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man8" COMPONENT programs)
+endif()
 install(FILES packaging/completion/mplsctl
         DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT programs)
 install(FILES packaging/systemd/mpls.conf DESTINATION lib/tmpfiles.d COMPONENT programs)

@@ -63,6 +63,7 @@ std::string Log::head(std::string_view level) const {
 }
 
 void Log::line(std::string_view level, std::string_view text, const LogFields& fields) {
+  if (sink_) return sink_(level, text, fields);
   std::string all(text);
   for (const LogField& one : fields)
     all.append(" ").append(one.key).append("=") += quoted(one.value);

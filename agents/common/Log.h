@@ -13,6 +13,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -39,8 +40,13 @@ class Log {
     tool    ///< name, text: for who has called it
   };
 
-  /// `name` is that of the program.
-  explicit Log(std::string name, Form form = Form::tool) : name_(std::move(name)), form_(form) {}
+  /// Takes lines in the place of the standard error output, to put them in a form of its own.
+  using Sink =
+      std::function<void(std::string_view level, std::string_view text, const LogFields& fields)>;
+
+  /// `name` is that of the program; `sink` may be empty.
+  explicit Log(std::string name, Form form = Form::tool, Sink sink = {})
+      : name_(std::move(name)), form_(form), sink_(std::move(sink)) {}
 
   /// How things stand.
   void info(std::string_view text, const LogFields& fields = {}) { line("info", text, fields); }
@@ -62,6 +68,7 @@ class Log {
 
   const std::string name_;
   const Form form_;
+  const Sink sink_;
   std::uint64_t dropped_ = 0;
 };
 

@@ -21,6 +21,7 @@ struct CommonOptions {
   std::string runDir = defaultRun;     ///< of an agent: what agents share in memory lies below
   std::string instance;                ///< of an agent that may run several times: which it is
   Log::Form logForm = Log::Form::tool;
+  Log::Sink logSink;  ///< empty: lines go to the standard error output
 };
 
 /// Adds --socket, --trace, --ring-file and --version to a command line.

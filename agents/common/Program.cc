@@ -48,7 +48,7 @@ class Completion : public Centrum::MountCallback {
 }  // namespace
 
 Program::Program(const CommonOptions& options, Kind kind)
-    : log_(options.name, options.logForm),
+    : log_(options.name, options.logForm, options.logSink),
       registry_(entityTypes()),
       connectionLog_(log_, kind == Kind::follower,
                      [this](const std::string& path) { return handleRefused(path); }),

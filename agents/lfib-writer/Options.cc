@@ -9,9 +9,10 @@ namespace {
 
 constexpr const char* description =
     "Keeps the label forwarding table (LFIB) in shared memory equal to the merged static MPLS "
-    "routes of\nthe central database, and to the IP lookups, pseudowires and tags of a file. Who "
-    "may "
-    "read its directory\nmay read the tables, and is told of changes.";
+    "routes of\n"
+    "the central database, and to the IP lookups, pseudowires and tags of a file. Who may read "
+    "its directory\n"
+    "may read the tables, and is told of changes.";
 
 constexpr Agents::AgentHelp help = {
     .description = description,

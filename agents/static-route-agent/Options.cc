@@ -12,9 +12,10 @@ namespace {
 
 constexpr const char* description =
     "Publishes the static MPLS routes of a file as one input of the route merge, and follows the "
-    "file.\nFiles hold FRR `mpls lsp` lines, `ip -f mpls route` commands or SONiC "
-    "LABEL_ROUTE_TABLE "
-    "JSON.\nThe input \"static\" also publishes the MPLS configuration: label ranges, interfaces "
+    "file.\n"
+    "Files hold FRR `mpls lsp` lines, `ip -f mpls route` commands or SONiC LABEL_ROUTE_TABLE "
+    "JSON.\n"
+    "The input \"static\" also publishes the MPLS configuration: label ranges, interfaces "
     "without MPLS.";
 
 constexpr Agents::AgentHelp help = {

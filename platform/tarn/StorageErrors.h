@@ -1,10 +1,12 @@
 /// Errors of files in words that help: what failed, on which path, what is needed and what was
-/// found. Private to platform/tarn.
+/// found.
 ///
 /// Thread    any.
 #pragma once
 
 #include <string>
+
+#include "platform/Export.h"
 
 namespace Tarn {
 
@@ -18,7 +20,8 @@ enum class Right {
 /// "`what`: why", without the text that belongs to `error`, an errno: that std::system_error adds.
 /// For a missing right names what is needed, and mode, owner and group of the file or folder that
 /// lacks it, as they are now, and the user and group of this process; for what ran out, what to do.
-std::string failureText(const std::string& what, const std::string& path, Right right, int error);
+MPLS_EXPORT std::string failureText(const std::string& what, const std::string& path, Right right,
+                                    int error);
 
 /// Raises std::system_error with that text.
 [[noreturn]] void raiseFailure(const std::string& what, const std::string& path, Right right,

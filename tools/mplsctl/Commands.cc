@@ -87,6 +87,12 @@ void describeStat(CLI::App& app, Options& options) {
       ->check(CLI::PositiveNumber);
 }
 
+void describeWatch(CLI::App& app, Options& options) {
+  app.add_option("--interval", options.interval, "Look each so many seconds [1]")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.01, 1e6));
+}
+
 void describeLdpStat(CLI::App& app, Options& options) {
   describeStat(app, options);
   describeLdp(app, options);
@@ -111,6 +117,11 @@ void describeSr(CLI::App& app, Options& options) {
   app.add_option("--instance", options.instance, "The one of that name only")->type_name("NAME");
 }
 
+void describeSrWatch(CLI::App& app, Options& options) {
+  describeWatch(app, options);
+  describeSr(app, options);
+}
+
 void describePrefix(CLI::App& app, Options& options) {
   describeKey(app, options, "Prefix, or router of a global block", 1);
   describeSr(app, options);
@@ -122,6 +133,10 @@ constexpr const char* lfibText = "The label forwarding table in shared memory";
 constexpr const char* labelText =
     "The blocks of labels that the label manager gives to its clients";
 constexpr const char* ldpText = "The label bindings of the LDP router and its peers";
+
+constexpr const char* srText = "Segment routing";
+constexpr const char* tableText = "Tables in shared memory";
+constexpr const char* dbText = "The central database";
 
 constexpr auto all = std::to_array<Entry>({
     {"lfib", lfibText, "show", "The routes, with what they lead to", lfibShow, lfibTypes},
@@ -161,22 +176,24 @@ constexpr auto all = std::to_array<Entry>({
     {"ldp", ldpText, "verify", "Check the tables, and whether the LFIB agrees", verify, verifyTypes,
      describeLdpVerify},
     {"ldp", ldpText, "stat", countText, stat, statTypes, describeLdpStat},
-    {"sr", "Segment routing", "show", "Global blocks, prefix segments, routes that push labels",
-     srShow, srTypes, describeSr},
-    {"sr", "Segment routing", "get", "What there is of one prefix, or of one router", srShow,
-     srTypes, describePrefix},
-    {"sr", "Segment routing", "verify", "Check the tables", verify, verifyTypes, describeSr},
-    {"sr", "Segment routing", "stat", countText, stat, statTypes, describeStat},
-    {"table", "Tables in shared memory", "show", "Rows, memory, writers and problems", tableShow,
-     tableTypes},
-    {"table", "Tables in shared memory", "get", "The tables of one name", tableShow, tableTypes,
-     describeTable},
-    {"table", "Tables in shared memory", "verify", "Check every byte of the tables", verify,
-     verifyTypes},
-    {"table", "Tables in shared memory", "stat", countText, stat, statTypes, describeStat},
-    {"db", "The central database", "show", "Paths, owners, clients, log", dbShow, dbTypes},
-    {"db", "The central database", "get", "One path, or one client", dbShow, dbTypes, describePath},
-    {"db", "The central database", "stat", countText, stat, statTypes, describeStat},
+    {"sr", srText, "show", "Global blocks, prefix segments, routes that push labels", srShow,
+     srTypes, describeSr},
+    {"sr", srText, "get", "What there is of one prefix, or of one router", srShow, srTypes,
+     describePrefix},
+    {"sr", srText, "watch", "Follow them until interrupted", srWatch, srTypes, describeSrWatch},
+    {"sr", srText, "verify", "Check the tables", verify, verifyTypes, describeSr},
+    {"sr", srText, "stat", countText, stat, statTypes, describeStat},
+    {"table", tableText, "show", "Rows, memory, writers and problems", tableShow, tableTypes},
+    {"table", tableText, "get", "The tables of one name", tableShow, tableTypes, describeTable},
+    {"table", tableText, "watch", "Follow tables and writers until interrupted", tableWatch,
+     tableTypes, describeWatch},
+    {"table", tableText, "verify", "Check every byte of the tables", verify, verifyTypes},
+    {"table", tableText, "stat", countText, stat, statTypes, describeStat},
+    {"db", dbText, "show", "Paths, owners, clients, log", dbShow, dbTypes},
+    {"db", dbText, "get", "One path, or one client", dbShow, dbTypes, describePath},
+    {"db", dbText, "watch", "Follow paths and clients until interrupted", dbWatch, dbTypes,
+     describeWatch},
+    {"db", dbText, "stat", countText, stat, statTypes, describeStat},
     {"trace", "The ring traces of agents", "show", "What an agent recorded last, dead or alive",
      traceShow, traceTypes, describeTrace},
     {"verify", "Check all that the agents share", "", "", verify, verifyTypes},

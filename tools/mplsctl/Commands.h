@@ -24,6 +24,7 @@ std::span<const Entry> entries();
 
 // Each in a source file of its own.
 int dbShow(const Options& options);
+int dbWatch(const Options& options);
 int labelPlan(const Options& options);
 int labelShow(const Options& options);
 int labelWatch(const Options& options);
@@ -38,8 +39,10 @@ int routeConflicts(const Options& options);
 int routeShow(const Options& options);
 int routeWatch(const Options& options);
 int srShow(const Options& options);
+int srWatch(const Options& options);
 int stat(const Options& options);
 int tableShow(const Options& options);
+int tableWatch(const Options& options);
 int traceShow(const Options& options);
 int verify(const Options& options);
 

@@ -1,16 +1,20 @@
-/// `mplsctl db show`: what the server of the central database tells about itself.
+/// `mplsctl db show`, `get` and `watch`: what the server of the central database tells about
+/// itself.
 #include <unistd.h>
 
-#include <iomanip>
+#include <algorithm>
 #include <map>
-#include <sstream>
+#include <vector>
 
 #include "agents/common/ExitCode.h"
 #include "platform/centrum/ServerStatus.h"
 #include "tools/mplsctl/Ages.h"
 #include "tools/mplsctl/Commands.h"
+#include "tools/mplsctl/Errors.h"
 #include "tools/mplsctl/Output.h"
 #include "tools/mplsctl/Query.h"
+#include "tools/mplsctl/SnapshotWatch.h"
+#include "tools/mplsctl/ValueText.h"
 
 namespace MplsCtl {
 
@@ -43,7 +47,9 @@ constexpr Column clientColumns[] = {{"name", "CLIENT"},
                                     {"connectedSeconds", "CONNECTED", Kind::seconds},
                                     {"stalled", "STALLED", Kind::flag}};
 constexpr RecordType pathType{"path", pathColumns, 1};
-constexpr RecordType clientType{"client", clientColumns, 1};
+constexpr RecordType clientType{"client", clientColumns, 2};
+
+using Visit = SnapshotWatch::Visit;
 
 std::map<std::string, PathStatus> pathsOf(const Status& status) {
   std::map<std::string, PathStatus> paths;
@@ -55,12 +61,6 @@ std::map<std::uint32_t, ClientStatus> clientsOf(const Status& status) {
   std::map<std::uint32_t, ClientStatus> clients;
   for (const auto& one : status.clientIteratorConst()) clients.emplace(one.key, one.value);
   return clients;
-}
-
-std::string hexText(std::uint64_t number) {
-  std::ostringstream text;
-  text << std::hex << std::setfill('0') << std::setw(16) << number;
-  return text.str();
 }
 
 std::string logText(const Status& status) {
@@ -87,9 +87,7 @@ void tellServer(Output& out, const Status& status) {
                 ", the last: " + std::string(status.lastBadReason().view()));
 }
 
-void showPaths(Output& out, const Status& status) {
-  out.line("");
-  out.line("Paths: " + std::to_string(status.paths()));
+void eachPath(const Status& status, const Visit& visit) {
   Record record(pathType);
   for (const auto& [name, path] : pathsOf(status)) {
     record.clear();
@@ -100,23 +98,26 @@ void showPaths(Output& out, const Status& status) {
     if (path.owner().empty()) record.none().none();
     else if (path.ownerPresent()) record.flag(true).none();
     else record.text("false", Cell::State::fault).seconds(path.ownerAge());
-    out.add(record);
+    visit(record);
   }
 }
 
-void showClients(Output& out, const Status& status) {
-  out.line("");
-  out.line("Clients: " + std::to_string(status.clients()));
+/// Each sign of life counts bytes: who waits for changes is not told of them.
+enum class Bytes { shown, left };
+
+void eachClient(const Status& status, Bytes bytes, const Visit& visit) {
   Record record(clientType);
   for (const auto& [number, client] : clientsOf(status)) {
     record.clear();
     record.text(client.name().view()).number(client.pid()).number(client.uid());
     record.flag(client.mayWrite()).number(client.pathsMounted()).number(client.pathsOwned());
     record.number(client.mountsWaiting()).number(client.lag());
-    record.number(client.bytesIn()).number(client.bytesOut()).seconds(client.connectedFor());
+    if (bytes == Bytes::shown) record.number(client.bytesIn()).number(client.bytesOut());
+    else record.none().none();
+    record.seconds(client.connectedFor());
     record.text(client.stalled() ? "true" : "false",
                 client.stalled() ? Cell::State::fault : Cell::State::value);
-    out.add(record);
+    visit(record);
   }
 }
 
@@ -128,6 +129,16 @@ bool isFresh(const Status& status) {
   return false;
 }
 
+/// Waits for what the server tells; as MplsCtl::await.
+bool awaitStatus(Agents::Program& program, const Options& options, Forma::Ptr<Status>& status) {
+  const std::string path(Centrum::statusPath);
+  program.mount({{path, Status::formaTypeName, "r"}},
+                [&program, &status, path] { status = program.entity<Status>(path); });
+  return await(
+      program, options, [&status] { return status && isFresh(*status); },
+      path + ": not brought up to date by centrum");
+}
+
 }  // namespace
 
 RecordTypes dbTypes() {
@@ -136,20 +147,42 @@ RecordTypes dbTypes() {
 }
 
 int dbShow(const Options& options) {
-  const std::string path(Centrum::statusPath);
   Agents::Program program(options, Agents::Program::Kind::query);
   Forma::Ptr<Status> status;
-  program.mount({{path, Status::formaTypeName, "r"}},
-                [&] { status = program.entity<Status>(path); });
-  if (!await(
-          program, options, [&] { return status && isFresh(*status); },
-          path + ": not brought up to date by centrum"))
-    return exitCodeOf(program);
+  if (!awaitStatus(program, options, status)) return exitCodeOf(program);
   Output out(options);
+  const auto add = [&out](const Record& record) { out.add(record); };
   tellServer(out, *status);
-  showPaths(out, *status);
-  showClients(out, *status);
+  out.line("");
+  out.line("Paths: " + std::to_string(status->paths()));
+  eachPath(*status, add);
+  out.line("");
+  out.line("Clients: " + std::to_string(status->clients()));
+  eachClient(*status, Bytes::shown, add);
   return out.end(Agents::exitGood);
+}
+
+/// What tells of this process, and of the telling itself, would change with each look.
+int dbWatch(const Options& options) {
+  Agents::Program program(options, Agents::Program::Kind::follower);
+  Forma::Ptr<Status> status;
+  if (!awaitStatus(program, options, status)) return exitCodeOf(program);
+  tellInfo(options, "watching " + std::to_string(status->paths()) + " paths, " +
+                        std::to_string(status->clients()) + " clients");
+  const std::vector<Filter> ours{{"path", std::string(Centrum::statusPath)},
+                                 {"pid", std::to_string(::getpid())}};
+  SnapshotWatch watch(options);
+  return repeat(program, lookInterval(options), [&] {
+    watch.look([&](const Visit& visit) {
+      const Visit others = [&](const Record& record) {
+        const auto isOurs = [&](const Filter& one) { return isWanted(record.view(), {one}); };
+        if (std::ranges::none_of(ours, isOurs)) visit(record);
+      };
+      eachPath(*status, others);
+      eachClient(*status, Bytes::left, others);
+    });
+    return true;
+  });
 }
 
 }  // namespace MplsCtl

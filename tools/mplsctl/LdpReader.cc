@@ -7,9 +7,7 @@
 #include "agents/router-bindings/Snapshot.h"
 #include "platform/centrum/ServerStatus.h"
 #include "platform/tarn/DirectoryStorage.h"
-#include "tools/mplsctl/Errors.h"
 #include "tools/mplsctl/Labels.h"
-#include "tools/mplsctl/TableFiles.h"
 #include "tools/mplsctl/WriterText.h"
 
 namespace MplsCtl {
@@ -26,8 +24,8 @@ LdpReader::LdpReader(Agents::Program& program, const Options& options)
     : program_(program),
       options_(options),
       linksPath_(Agents::ldpLinkReadyPath(options.instance)),
-      directory_(program.loop(), pathFor(options),
-                 [this](const std::string& text) { handleReport(text); }),
+      reports_(options),
+      directory_(program.loop(), pathFor(options), reports_.of(pathFor(options))),
       tables_(Ldp::LdpTarn::ldpLabelBindingTableFactory("ldp")),
       local_(Ldp::labelBindingTableFactory("local", Ldp::LdpIdentifier())),
       peers_(Ldp::labelBindingTableCollFactory("peers")) {
@@ -37,14 +35,6 @@ LdpReader::LdpReader(Agents::Program& program, const Options& options)
                  [this] { links_ = program_.entity<Ldp::LdpLinkReadyStatusVrfColl>(linksPath_); });
   program_.mount({{std::string(Centrum::statusPath), Centrum::Status::formaTypeName, "r"}},
                  [this] { hasAnswered_ = true; });
-}
-
-/// What is missing for the moment is told if it does not come; damage is told in any case.
-void LdpReader::handleReport(const std::string& text) {
-  const bool isDamage = text.find(": damage: ") != std::string::npos;
-  if (isAwaiting_ && !isDamage) return reports_.push_back(text);
-  isDamaged_ = true;
-  tellError(options_, ErrorCode::corrupt, text);
 }
 
 bool LdpReader::areAttached() const {
@@ -63,21 +53,16 @@ bool LdpReader::areLinksSettled() const {
 }
 
 bool LdpReader::await() {
-  const bool done = program_.await([this] { return areAttached(); }, options_.timeout);
-  isAwaiting_ = false;
-  if (done) {
-    consumer_ = Ldp::LdpTarn::ldpLibConsumerSmFactory(tables_, local_, peers_);
-    program_.await([this] { return areLinksSettled(); }, options_.timeout);
-    return !program_.ended();
+  if (!program_.await([this] { return areAttached(); }, options_.timeout)) {
+    reports_.tellMissing(
+        {directory_.path()},
+        "no LDP tables to be read; start ldp-agent, or tell with --tables where it writes");
+    return false;
   }
-  isMissing_ = true;
-  for (const std::string& text : std::exchange(reports_, {}))
-    tellError(options_, ErrorCode::cannotOpen, text);
-  isDamaged_ = isDamaged_ || hasDamagedHead(directory_.path());
-  tellError(options_, ErrorCode::cannotOpen,
-            "no LDP tables to be read; start ldp-agent, or tell with --tables where it writes",
-            directory_.path());
-  return false;
+  reports_.attached();
+  consumer_ = Ldp::LdpTarn::ldpLibConsumerSmFactory(tables_, local_, peers_);
+  program_.await([this] { return areLinksSettled(); }, options_.timeout);
+  return !program_.ended();
 }
 
 std::optional<LdpReader::Links> LdpReader::links() const {
@@ -99,11 +84,6 @@ std::string LdpReader::writerText() const {
 
 Agents::Json LdpReader::json() const {
   return directoryJson(directory_, std::as_const(*tables_).localLbtTable().view());
-}
-
-int LdpReader::exitCode() const {
-  if (isDamaged_) return Agents::exitFault;
-  return isMissing_ ? Agents::exitDatabase : Agents::exitGood;
 }
 
 // ---- Bindings and text -------------------------------------------------------------------------

@@ -19,6 +19,8 @@
 #include "ldp/LdpLinkReadyStatus.h"
 #include "platform/tarn/ReaderDirectory.h"
 #include "tools/mplsctl/Options.h"
+#include "tools/mplsctl/TableReports.h"
+#include "tools/mplsctl/ValueText.h"
 
 namespace MplsCtl {
 
@@ -56,21 +58,17 @@ class LdpReader {
   /// That nobody publishes the links any more; empty while somebody does, or they are not known.
   std::string linksGone() const;
   /// The exit code so far: damage was met, or tables are missing, or neither.
-  int exitCode() const;
+  int exitCode() const { return reports_.exitCode(); }
 
  private:
-  void handleReport(const std::string& text);
   bool areAttached() const;
   bool areLinksSettled() const;
 
   Agents::Program& program_;
   const Options& options_;
   const std::string linksPath_;
-  bool isAwaiting_ = true;
-  bool isDamaged_ = false;
-  bool isMissing_ = false;
-  bool hasAnswered_ = false;          // the database, to what was asked first
-  std::vector<std::string> reports_;  // while waiting
+  bool hasAnswered_ = false;  // the database, to what was asked first
+  TableReports reports_;
   Tarn::ReaderDirectory directory_;
   const Forma::Ptr<Tables> tables_;
   const Forma::Ptr<Ldp::LabelBindingTable> local_;
@@ -87,6 +85,5 @@ void eachBinding(const Ldp::LabelBindingTable& table,
 std::string labelText(Netbase::MplsLabel label);
 /// "Filtered"
 std::string filterText(Mpls::FecFilteredState state);
-std::string textOf(const auto& value) { return std::string(Forma::valueToStrep(value).view()); }
 
 }  // namespace MplsCtl

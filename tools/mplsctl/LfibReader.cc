@@ -10,9 +10,7 @@
 #include "agents/common/ExitCode.h"
 #include "agents/common/Paths.h"
 #include "platform/tarn/DirectoryStorage.h"
-#include "tools/mplsctl/Errors.h"
 #include "tools/mplsctl/Query.h"
-#include "tools/mplsctl/TableFiles.h"
 #include "tools/mplsctl/WriterText.h"
 
 namespace MplsCtl {
@@ -69,42 +67,29 @@ Agents::Json LfibDirectory::json() const {
 
 // ---- All ---------------------------------------------------------------------------------------
 
-LfibReader::LfibReader(const Options& options, bool follow) : options_(options) {
+LfibReader::LfibReader(const Options& options, bool follow) : options_(options), reports_(options) {
   Tarn::busErrorsAreHandled();
   loop_.exceptionHandlerIs([this](std::exception_ptr problem) {
     if (!failure_) failure_ = std::move(problem);
     loop_.stop();
   });
   for (const std::string& path : pathsFor(options))
-    directories_.push_back(std::make_unique<LfibDirectory>(
-        loop_, path, follow, [this](const std::string& text) { handleReport(text); }));
-}
-
-/// What is missing for the moment is told if it does not come.
-void LfibReader::handleReport(const std::string& text) {
-  if (isAwaiting_) return reports_.push_back(text);
-  isDamaged_ = true;
-  tellError(options_, ErrorCode::corrupt, text);
+    directories_.push_back(std::make_unique<LfibDirectory>(loop_, path, follow, reports_.of(path)));
 }
 
 bool LfibReader::await() {
   loop_.runUntilIdle();  // who writes is known then
-  const auto attached = [this] {
-    return std::ranges::all_of(directories_, [](const auto& one) { return one->isAttached(); });
-  };
-  const bool done = loop_.runUntil(attached, options_.timeout);
-  isAwaiting_ = false;
-  if (done) return true;
-  isMissing_ = true;
-  for (const std::string& text : std::exchange(reports_, {}))
-    tellError(options_, ErrorCode::cannotOpen, text);
-  for (const auto& one : directories_) {
-    if (one->isAttached()) continue;
-    isDamaged_ = isDamaged_ || hasDamagedHead(one->path());
-    tellError(options_, ErrorCode::cannotOpen,
-              "no LFIB to be read; start lfib-writer, or tell with --lfib where it writes",
-              one->path());
+  const auto isAttached = [](const auto& one) { return one->isAttached(); };
+  if (loop_.runUntil([&] { return std::ranges::all_of(directories_, isAttached); },
+                     options_.timeout)) {
+    reports_.attached();
+    return true;
   }
+  std::vector<std::string> missing;
+  for (const auto& one : directories_)
+    if (!one->isAttached()) missing.push_back(one->path());
+  reports_.tellMissing(
+      missing, "no LFIB to be read; start lfib-writer, or tell with --lfib where it writes");
   return false;
 }
 
@@ -117,11 +102,6 @@ int LfibReader::run() {
   loop_.run();
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
   return exitCode;
-}
-
-int LfibReader::exitCode() const {
-  if (isDamaged_) return Agents::exitFault;
-  return isMissing_ ? Agents::exitDatabase : Agents::exitGood;
 }
 
 Agents::Json LfibReader::json() const {

@@ -15,6 +15,7 @@
 #include "platform/tarn/ReaderDirectory.h"
 #include "tools/mplsctl/LfibView.h"
 #include "tools/mplsctl/Options.h"
+#include "tools/mplsctl/TableReports.h"
 
 namespace MplsCtl {
 
@@ -54,22 +55,17 @@ class LfibReader {
   /// Runs until a signal. Returns the exit code; raises what left a handler.
   int run();
   /// The exit code so far: damage was met, or tables are missing, or neither.
-  int exitCode() const;
+  int exitCode() const { return reports_.exitCode(); }
   /// What is known of each directory: [{"directory", "writer"}].
   Agents::Json json() const;
   /// "DIR: 2 routes; writer lfib-writer (pid 12)"
   static std::string titleOf(const LfibDirectory& directory);
 
  private:
-  void handleReport(const std::string& text);
-
   const Options& options_;
+  TableReports reports_;
   Kiln::EventLoop loop_;
   std::exception_ptr failure_;
-  bool isAwaiting_ = true;
-  bool isDamaged_ = false;
-  bool isMissing_ = false;
-  std::vector<std::string> reports_;  // while waiting
   std::vector<std::unique_ptr<LfibDirectory>> directories_;
 };
 

@@ -2,14 +2,13 @@
 #include <map>
 #include <string_view>
 
-#include "agents/common/ExitCode.h"
 #include "mpls/lfib/LfibHwReasonStatus.h"
 #include "mpls/lfib/LfibHwStatus.h"
 #include "platform/tarn/DirectoryStorage.h"
 #include "tools/mplsctl/Commands.h"
-#include "tools/mplsctl/Errors.h"
 #include "tools/mplsctl/Output.h"
-#include "tools/mplsctl/TableFiles.h"
+#include "tools/mplsctl/TableReports.h"
+#include "tools/mplsctl/ValueText.h"
 #include "tools/mplsctl/WriterText.h"
 
 namespace MplsCtl {
@@ -29,11 +28,7 @@ using AllUnprogrammed = std::map<Mpls::RouteKey, Unprogrammed>;
 class Reader {
  public:
   explicit Reader(const Options& options)
-      : options_(options),
-        directory_(
-            loop_,
-            options.forwarding.empty() ? Agents::forwardingTables(options.run) : options.forwarding,
-            [this](const std::string& text) { reports_.push_back(text); }) {
+      : reports_(options), directory_(loop_, pathFor(options), reports_.of(pathFor(options))) {
     FormaTarn::attachReader(*hwStatus_, directory_);
     FormaTarn::attachReader(*reasons_, directory_);
   }
@@ -44,12 +39,13 @@ class Reader {
     const auto attached = [this] {
       return view().isAttached() && reasons_->unprogrammedReasonTable().view().isAttached();
     };
-    if (loop_.runUntil(attached, seconds)) return true;
-    for (const std::string& text : reports_) tellError(options_, ErrorCode::cannotOpen, text);
-    tellError(options_, ErrorCode::cannotOpen,
-              "no tables of a forwarding agent; start forwarding-agent, or tell with --table where "
-              "it writes",
-              directory_.path());
+    if (loop_.runUntil(attached, seconds)) {
+      reports_.attached();
+      return true;
+    }
+    reports_.tellMissing({directory_.path()},
+                         "no tables of a forwarding agent; start forwarding-agent, or tell with "
+                         "--table where it writes");
     return false;
   }
   AllUnprogrammed read() const {
@@ -62,29 +58,22 @@ class Reader {
       std::ranges::sort(one.reasons, {}, [](const UnprogrammedReason& row) { return row.key(); });
     return all;
   }
-  /// Whether damage was met, which is told.
-  bool tellReports() {
-    for (const std::string& text : reports_) tellError(options_, ErrorCode::corrupt, text);
-    return !reports_.empty();
-  }
+  /// The exit code so far.
+  int exitCode() const { return reports_.exitCode(); }
   const Tarn::ReaderDirectory& directory() const { return directory_; }
   const Tarn::TableView& view() const { return hwStatus_->unprogrammedRouteTable().view(); }
 
  private:
-  const Options& options_;
+  static std::string pathFor(const Options& options) {
+    return options.forwarding.empty() ? Agents::forwardingTables(options.run) : options.forwarding;
+  }
+
+  TableReports reports_;
   Kiln::EventLoop loop_;
-  std::vector<std::string> reports_;
   Tarn::ReaderDirectory directory_;
   const Forma::Ptr<Mpls::LfibHwStatus> hwStatus_ = Mpls::lfibHwStatusFactory("hw");
   const Forma::Ptr<Mpls::LfibHwReasonStatus> reasons_ = Mpls::lfibHwReasonStatusFactory("reasons");
 };
-
-/// "reasonViaSetMissing" as "ViaSetMissing"; a number of a newer writer as such.
-template <class Enum>
-std::string nameWithout(std::string_view prefix, Enum value) {
-  const std::string_view name = formaEnumName(value);
-  return name.starts_with(prefix) ? std::string(name.substr(prefix.size())) : std::to_string(value);
-}
 
 constexpr Column reasonColumns[] = {
     {"lfib", "LFIB", Kind::number}, {"source", "SOURCE"}, {"reason", "REASON"}};
@@ -117,8 +106,7 @@ RecordTypes unprogrammedTypes() {
 int lfibUnprogrammed(const Options& options) {
   Tarn::busErrorsAreHandled();
   Reader reader(options);
-  if (!reader.await(options.timeout))
-    return hasDamagedHead(reader.directory().path()) ? Agents::exitFault : Agents::exitDatabase;
+  if (!reader.await(options.timeout)) return reader.exitCode();
   const AllUnprogrammed all = reader.read();
   Output out(options);
   const Agents::Json json = directoryJson(reader.directory(), reader.view());
@@ -130,8 +118,7 @@ int lfibUnprogrammed(const Options& options) {
     fillRecord(record, key, one);
     if (!out.add(record)) break;
   }
-  out.end();
-  return reader.tellReports() ? Agents::exitFault : Agents::exitGood;
+  return out.end(reader.exitCode());
 }
 
 }  // namespace MplsCtl

@@ -6,6 +6,7 @@
 
 #include "agents/common/Printable.h"
 #include "mpls/lfib/LfibViaRow.h"
+#include "tools/mplsctl/ValueText.h"
 
 namespace MplsCtl {
 
@@ -68,13 +69,6 @@ bool isWhole(const LfibEntry& entry) {
 }
 
 // ---- Text --------------------------------------------------------------------------------------
-
-template <class Enum>
-std::string nameWithout(std::string_view prefix, Enum value) {
-  std::string name(formaEnumName(value));
-  if (name.starts_with(prefix)) name.erase(0, prefix.size());
-  return name.empty() ? std::to_string(value) : name;
-}
 
 std::string sourceOf(const LfibEntry& entry) {
   return nameWithout("lfibSource", entry.route.source());

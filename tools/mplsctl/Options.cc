@@ -157,7 +157,7 @@ void describeHelp(CLI::App& app) {
     if (!object->empty()) of = objectOf(app, *object);
     if (of == nullptr)
       throw CLI::ValidationError("unknown object: " + *object + suggestion(*object, app));
-    std::cout << of->help();
+    std::cout << of->help(of == &app ? "" : app.get_name());
     throw CLI::Success();
   });
 }
@@ -179,11 +179,14 @@ Command commandFrom(int argc, const char* const* argv, Options& options, int& ex
   app.footer(footer);
   describeAll(app, options);
   app.require_subcommand(1);
+  app.get_formatter()->label("SUBCOMMAND", "OBJECT VERB [KEY ...]");
+  const auto ofObjects = std::make_shared<CLI::Formatter>();
+  ofObjects->label("SUBCOMMAND", "VERB [KEY ...]");
   const Entry* chosen = nullptr;
   for (const Entry& one : entries()) {
     CLI::App* object = objectOf(app, one.object);
     if (object == nullptr) object = app.add_subcommand(one.object, one.objectText);
-    object->fallthrough();
+    object->fallthrough()->formatter(ofObjects);
     CLI::App* command = object;  // some objects are verbs themselves: those of all objects
     if (*one.verb != '\0') {
       object->require_subcommand(1);
@@ -204,6 +207,11 @@ Command commandFrom(int argc, const char* const* argv, Options& options, int& ex
     return nullptr;
   }
   options.json = options.json || options.pretty;
+  if (options.json)
+    options.logSink = [&options](std::string_view level, std::string_view text,
+                                 const Agents::LogFields& fields) {
+      tellLogLine(options, level, text, fields);
+    };
   options.object = chosen->object;
   options.verb = chosen->verb;
   if (chosen->types != nullptr) options.types = chosen->types();

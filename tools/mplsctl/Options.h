@@ -41,12 +41,12 @@ struct Options : Agents::CommonOptions {
   std::string instance;    ///< of `ldp` and `sr`
 
   // Of one command.
-  std::string file;                ///< of `ldp verify` and `trace show`
-  std::string agent;               ///< of `trace show`
-  bool follow = false;             ///< the same
-  std::size_t last = 0;            ///< the same: so many lines; 0: all
-  double interval = 0;             ///< of `stat`: seconds; 0: one look
-  std::uint64_t times = 0;         ///< the same: so many looks; 0: for ever
+  std::string file;         ///< of `ldp verify` and `trace show`
+  std::string agent;        ///< of `trace show`
+  bool follow = false;      ///< the same
+  std::size_t last = 0;     ///< the same: so many lines; 0: all
+  double interval = 0;      ///< seconds between looks; 0: of `stat` one look, of `watch` one second
+  std::uint64_t times = 0;  ///< the same: so many looks; 0: for ever
   std::vector<std::string> key;    ///< of `get`: the first columns of a record
   std::uint32_t label = 0;         ///< of `lfib get`
   std::optional<unsigned> metric;  ///< the same; without: any

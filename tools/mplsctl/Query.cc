@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <cerrno>
+#include <optional>
 #include <system_error>
 
 #include "agents/common/ExitCode.h"
@@ -74,6 +75,19 @@ void endsBySignal(Kiln::EventLoop& loop, const std::function<void(int exitCode)>
 int follow(Agents::Program& program) {
   endsBySignal(program.loop(), [&program](int exitCode) { program.end(exitCode); });
   return program.run();
+}
+
+int repeat(Kiln::EventLoop& loop, double seconds, const std::function<bool()>& look) {
+  std::optional<int> exitCode;
+  endsBySignal(loop, [&exitCode](int code) { exitCode = code; });
+  while (!exitCode && look()) loop.runUntil([&exitCode] { return exitCode.has_value(); }, seconds);
+  return exitCode.value_or(Agents::exitGood);
+}
+
+int repeat(Agents::Program& program, double seconds, const std::function<bool()>& look) {
+  endsBySignal(program.loop(), [&program](int exitCode) { program.end(exitCode); });
+  while (!program.ended() && look()) program.await([] { return false; }, seconds);
+  return program.exitCode();
 }
 
 int exitCodeOf(const Agents::Program& program) {

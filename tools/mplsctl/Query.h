@@ -19,6 +19,11 @@ int follow(Agents::Program& program);
 /// Calls `end` with the exit code when SIGINT or SIGTERM comes: 130 or 143, as a shell has it.
 void endsBySignal(Kiln::EventLoop& loop, const std::function<void(int exitCode)>& end);
 
+/// Calls `look` now and each so many seconds, until it returns false or a signal or a fault ends
+/// the command; returns the exit code. Between looks the loop runs.
+int repeat(Kiln::EventLoop& loop, double seconds, const std::function<bool()>& look);
+int repeat(Agents::Program& program, double seconds, const std::function<bool()>& look);
+
 /// The exit code of a command for which await() failed.
 int exitCodeOf(const Agents::Program& program);
 

@@ -42,14 +42,12 @@ void showLines(StatReader& reader, const Options& options) {
 }
 
 int showRepeatedly(Agents::Program& program, StatReader& reader, const Options& options) {
-  endsBySignal(program.loop(), [&program](int exitCode) { program.end(exitCode); });
-  for (std::uint64_t look = 1; !program.ended(); ++look) {
+  std::uint64_t looks = 0;
+  return repeat(program, options.interval, [&] {
     if (options.json) showLines(reader, options);
     else showOnce(reader, options, true);
-    if (look == options.times) return Agents::exitGood;
-    program.await([] { return false; }, options.interval);
-  }
-  return program.exitCode();
+    return ++looks != options.times;
+  });
 }
 
 }  // namespace
@@ -59,7 +57,7 @@ int stat(const Options& options) {
   StatReader reader(program, options);
   if (!reader.await()) return exitCodeOf(program);
   if (options.interval > 0) return showRepeatedly(program, reader, options);
-  if (showOnce(reader, options, false) != 0) return Agents::exitGood;
+  if (showOnce(reader, options, false) != 0) return reader.exitCode();
   tellError(options, ErrorCode::cannotOpen, "nothing to count below " + options.run, options.run);
   return Agents::exitDatabase;
 }

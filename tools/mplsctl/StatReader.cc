@@ -102,7 +102,9 @@ void StatReader::lookAtTables(const std::function<void(const Record&)>& visit) {
   const std::string path = tablesOf(options_);
   if (path.empty()) return;
   Record record(tableType);
+  exitCode_ = Agents::exitGood;
   eachTable(path, [&](const TableFile& table) {
+    exitCode_ = std::max(exitCode_, exitCodeOf(table));
     record.clear();
     record.textOrNone(table.name).text(table.directory);
     const TableHead& head = table.head;

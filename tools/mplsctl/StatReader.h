@@ -30,6 +30,9 @@ class StatReader {
   /// Looks, and calls `visit` for each record. The first look has no rates.
   void look(const std::function<void(const Record& record)>& visit);
 
+  /// Of the tables that the last look met: as of `table show`.
+  int exitCode() const { return exitCode_; }
+
   static RecordTypes types();
 
  private:
@@ -48,8 +51,9 @@ class StatReader {
   Forma::Ptr<Centrum::Status> status_;           // null until it is mounted
   bool hasLabels_ = false;                       // they are all read
   std::map<std::string, std::uint64_t> counts_;  // of the look before
-  Clock::time_point now_;                        // of this look
-  double sinceLast_ = 0;                         // seconds; 0: this is the first look
+  int exitCode_ = 0;
+  Clock::time_point now_;  // of this look
+  double sinceLast_ = 0;   // seconds; 0: this is the first look
 };
 
 }  // namespace MplsCtl

@@ -2,21 +2,20 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <filesystem>
 #include <set>
 #include <string_view>
 #include <system_error>
 
+#include "agents/common/ExitCode.h"
 #include "platform/kiln/Fd.h"
 #include "platform/kiln/UnixSocket.h"
 #include "platform/tarn/Format.h"
+#include "platform/tarn/StorageErrors.h"
 
 namespace MplsCtl {
 
@@ -26,17 +25,6 @@ namespace Fs = std::filesystem;
 
 constexpr std::string_view headSuffix = ".head";
 constexpr int depthLimit = 8;
-
-/// "no right to read: owner 0:0, mode 0700", or the text of the error.
-std::string whyNot(const std::string& path, int error) {
-  struct stat file {};
-  if ((error != EACCES && error != EPERM) || ::stat(path.c_str(), &file) != 0)
-    return "cannot be read: " + std::generic_category().message(error);
-  std::array<char, 8> mode{};
-  std::snprintf(mode.data(), mode.size(), "%04o", static_cast<unsigned>(file.st_mode & 07777));
-  return "no right to read: owner " + std::to_string(file.st_uid) + ":" +
-         std::to_string(file.st_gid) + ", mode " + mode.data();
-}
 
 /// The first bytes of a file, `limit` at most; false, and errno says why, when it cannot be read.
 bool readStart(const std::string& path, std::size_t limit, std::string& out) {
@@ -95,7 +83,7 @@ TableFile tableOf(const std::string& directory, const std::string& name,
   std::string bytes;
   table.isRead = readStart(path, Tarn::headBytes, bytes);
   if (table.isRead) table.head = tableHeadOf(bytes, name);
-  table.problem = table.isRead ? table.head.problem : whyNot(path, errno);
+  table.problem = table.isRead ? table.head.problem : unreadableText(path, errno);
   return table;
 }
 
@@ -111,7 +99,7 @@ void visitDirectory(const std::string& path, int depth,
     else if (name.size() > headSuffix.size() && name.ends_with(headSuffix))
       tables.insert(name.substr(0, name.size() - headSuffix.size()));
   }
-  if (error) visit({path, {}, whyNot(path, error.value()), {}, false, {}});
+  if (error) visit({path, {}, unreadableText(path, error.value()), {}, false, {}});
   const TableWriterInfo writer = tables.empty() ? TableWriterInfo{} : writerOf(path);
   for (const std::string& name : tables) visit(tableOf(path, name, writer));
   if (depth == depthLimit) return;
@@ -123,6 +111,17 @@ void visitDirectory(const std::string& path, int depth,
 }
 
 }  // namespace
+
+std::string unreadableText(const std::string& path, int error) {
+  return Tarn::failureText("cannot be read", path, Tarn::Right::read, error) + ": " +
+         std::generic_category().message(error);
+}
+
+int exitCodeOf(const TableFile& table) {
+  if (table.problem.empty()) return Agents::exitGood;
+  const bool isDamaged = table.isRead && table.head.state == TableHead::State::damaged;
+  return isDamaged ? Agents::exitFault : Agents::exitDatabase;
+}
 
 void eachTable(const std::string& path, const std::function<void(const TableFile&)>& visit) {
   visitDirectory(path, 0, visit);

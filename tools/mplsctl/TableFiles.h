@@ -27,6 +27,11 @@ struct TableFile {
   TableWriterInfo writer;
 };
 
+/// Why a path cannot be read, with what is needed and what was found; `error` is an errno.
+std::string unreadableText(const std::string& path, int error);
+/// Whether a table can be read: exitGood, exitDatabase, or exitFault when its head is damaged.
+int exitCodeOf(const TableFile& table);
+
 /// Calls `visit` for each table in `path` and the directories below it, in the order of their
 /// names.
 void eachTable(const std::string& path, const std::function<void(const TableFile&)>& visit);

@@ -1,24 +1,20 @@
-/// `mplsctl table show`: the tables in shared memory, who writes them, and what is wrong with them.
+/// `mplsctl table show`, `get` and `watch`: the tables in shared memory, who writes them, and what
+/// is wrong with them.
 #include <algorithm>
-#include <iomanip>
-#include <sstream>
 
 #include "agents/common/ExitCode.h"
 #include "tools/mplsctl/Ages.h"
 #include "tools/mplsctl/Commands.h"
 #include "tools/mplsctl/Errors.h"
 #include "tools/mplsctl/Output.h"
+#include "tools/mplsctl/Query.h"
+#include "tools/mplsctl/SnapshotWatch.h"
 #include "tools/mplsctl/TableFiles.h"
+#include "tools/mplsctl/ValueText.h"
 
 namespace MplsCtl {
 
 namespace {
-
-std::string hex(std::uint64_t number) {
-  std::ostringstream text;
-  text << std::hex << std::setfill('0') << std::setw(16) << number;
-  return text.str();
-}
 
 /// A writer that is there may have given a table up.
 bool isWritten(const TableFile& table) { return table.writer.isThere && table.head.writerPid != 0; }
@@ -47,7 +43,7 @@ void addHead(Record& record, const TableHead& head) {
   record.number(head.rows).number(head.segmentBytes + head.indexBytes);
   record.number(head.segmentBytes).number(head.indexBytes).number(head.liveBytes);
   record.number(head.keyBytes).number(head.maxRowBytes);
-  record.text(hex(head.schemaHash)).text(hex(head.generation)).number(head.epoch);
+  record.text(hexText(head.schemaHash)).text(hexText(head.generation)).number(head.epoch);
 }
 
 void addWriter(Record& record, const TableFile& table) {
@@ -72,10 +68,9 @@ void fillRecord(Record& record, const TableFile& table) {
   record.text(table.problem, Cell::State::fault);
 }
 
-int exitCodeOf(const TableFile& table) {
-  if (table.problem.empty()) return Agents::exitGood;
-  const bool isDamaged = table.isRead && table.head.state == TableHead::State::damaged;
-  return isDamaged ? Agents::exitFault : Agents::exitDatabase;
+int tellNone(const Options& options) {
+  tellError(options, ErrorCode::cannotOpen, "no tables below it", options.run);
+  return Agents::exitDatabase;
 }
 
 }  // namespace
@@ -96,11 +91,26 @@ int tableShow(const Options& options) {
     if (isNamed(record.view(), options.key)) exitCode = std::max(exitCode, exitCodeOf(table));
     out.add(record);
   });
-  if (!isAny) {
-    tellError(options, ErrorCode::cannotOpen, "no tables below it", options.run);
-    exitCode = Agents::exitDatabase;
-  }
-  return out.end(exitCode);
+  return out.end(isAny ? exitCode : tellNone(options));
+}
+
+int tableWatch(const Options& options) {
+  Kiln::EventLoop loop;
+  SnapshotWatch watch(options);
+  const auto each = [&options](const SnapshotWatch::Visit& visit) {
+    Record record(tableType);
+    eachTable(options.run, [&](const TableFile& table) {
+      fillRecord(record, table);
+      visit(record);
+    });
+  };
+  watch.look(each);
+  if (watch.size() == 0 && options.filters.empty()) return tellNone(options);
+  tellInfo(options, "watching " + std::to_string(watch.size()) + " tables below " + options.run);
+  return repeat(loop, lookInterval(options), [&] {
+    watch.look(each);
+    return true;
+  });
 }
 
 }  // namespace MplsCtl

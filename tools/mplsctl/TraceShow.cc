@@ -1,9 +1,10 @@
 /// `mplsctl trace show`: the ring trace of an agent that lives, or of one that died.
+#include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <iostream>
 #include <vector>
 
@@ -18,11 +19,13 @@
 #include "tools/mplsctl/Output.h"
 #include "tools/mplsctl/Query.h"
 #include "tools/mplsctl/RecordJson.h"
+#include "tools/mplsctl/TableFiles.h"
 
 namespace MplsCtl {
 
 namespace {
 
+namespace Fs = std::filesystem;
 using RingTrace::FileInfo;
 using RingTrace::Message;
 
@@ -112,26 +115,31 @@ void printLines(const Trace& trace, const std::vector<Message>& messages, const 
 
 /// Until a signal. That an agent ends, and another one begins, ends nothing.
 int followTrace(Trace& trace, const Options& options) {
-  Kiln::EventLoop loop;
-  int exitCode = Agents::exitGood;
-  bool hasEnded = false;
-  endsBySignal(loop, [&](int code) {
-    exitCode = code;
-    hasEnded = true;
-  });
   std::vector<Message> messages = trace.take();
   if (options.noInitial) messages.clear();
   keepLast(messages, options.last);
-  while (!hasEnded) {
-    printLines(trace, messages, options);
-    loop.runUntil([&hasEnded] { return hasEnded; }, lookEvery);
+  printLines(trace, messages, options);
+  Kiln::EventLoop loop;
+  return repeat(loop, lookEvery, [&] {
     try {
-      messages = trace.take();
+      printLines(trace, trace.take(), options);
     } catch (const RingTrace::FileError&) {  // one agent went, the next is not there yet
-      messages.clear();
     }
-  }
-  return exitCode;
+    return true;
+  });
+}
+
+/// Tells why there is nothing to show; returns the exit code.
+int tellBadFile(const Options& options, const std::string& path,
+                const RingTrace::FileError& problem) {
+  const int error = ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0 ? 0 : errno;
+  std::string text = error == 0 ? problem.reason() : unreadableText(path, error);
+  if (error == ENOENT && !options.agent.empty())
+    text += "; an agent keeps its ring trace in " + Agents::ringParent(options.run) +
+            " when that directory is there, or where its --ring-file says";
+  const bool isDamaged = error == 0 && Fs::is_regular_file(path);
+  tellError(options, isDamaged ? ErrorCode::corrupt : ErrorCode::cannotOpen, text, path);
+  return isDamaged ? Agents::exitFault : Agents::exitDatabase;
 }
 
 }  // namespace
@@ -149,12 +157,7 @@ int traceShow(const Options& options) {
     show(trace, path, options);
     return Agents::exitGood;
   } catch (const RingTrace::FileError& problem) {
-    struct stat file {};
-    const bool isThere = ::stat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode);
-    const bool isDamaged = isThere && ::access(path.c_str(), R_OK) == 0;
-    tellError(options, isDamaged ? ErrorCode::corrupt : ErrorCode::cannotOpen, problem.what(),
-              path);
-    return isDamaged ? Agents::exitFault : Agents::exitDatabase;
+    return tellBadFile(options, path, problem);
   }
 }
 

@@ -49,13 +49,14 @@ int codeOf(Result result) {
   return result == Result::fail ? Agents::exitProblem : Agents::exitGood;
 }
 
-/// The directories right below `parent` that hold such a table.
+/// The directories right below `parent` that hold such a table, or may not be searched for it.
 std::set<std::string> directoriesWith(const std::string& table, const std::string& parent) {
   std::set<std::string> found;
   std::error_code error;
   for (Fs::directory_iterator at(parent, error), end; !error && at != end; at.increment(error)) {
-    std::error_code ignored;
-    if (Fs::exists(at->path() / (table + ".head"), ignored)) found.insert(at->path().string());
+    std::error_code closed;
+    if (Fs::exists(at->path() / (table + ".head"), closed) || closed)
+      found.insert(at->path().string());
   }
   return found;
 }
@@ -91,9 +92,11 @@ class Verifier {
   const bool isAll_;
   Output out_;
   Record record_;
+  Progress progress_;
   int exitCode_ = Agents::exitGood;
-  std::set<std::string> badDirectories_;  // of tables with findings
-  bool hasChecked_ = false;
+  std::size_t passed_ = 0, failed_ = 0, skipped_ = 0;
+  std::set<std::string> damagedDirectories_;  // of tables with findings
+  std::set<std::string> closedDirectories_;   // of those that may not be read
 };
 
 int Verifier::run() {
@@ -106,21 +109,34 @@ int Verifier::run() {
     verifyTables(options_.tables.empty() ? Agents::srParent(options_.run) : options_.tables);
   if (wants("route")) verifyMerged();
   if (wants("label")) verifyBlocks();
+  const std::size_t checks = passed_ + failed_ + skipped_;
+  if (checks != 0)
+    out_.line(std::to_string(checks) + " checks: " + std::to_string(passed_) + " pass, " +
+              std::to_string(failed_) + " fail, " + std::to_string(skipped_) + " skipped");
   out_.end();
-  if (hasChecked_ || exitCode_ != Agents::exitGood) return exitCode_;
+  if (checks != 0 || exitCode_ != Agents::exitGood) return exitCode_;
   tellError(options_, ErrorCode::cannotOpen, "nothing to verify below " + options_.run,
             options_.run);
   return Agents::exitDatabase;
 }
 
 void Verifier::add(const Check& check) {
-  hasChecked_ = true;
+  progress_.clear();
   failedWith(codeOf(check.result()));
-  if (check.result() > Result::fail) badDirectories_.insert(Fs::path(check.place()).parent_path());
+  const std::string directory = Fs::path(check.place()).parent_path();
+  if (check.result() == Result::damage) damagedDirectories_.insert(directory);
+  if (check.result() == Result::unreadable) closedDirectories_.insert(directory);
   record_.clear();
-  if (check.result() == Result::pass) record_.text("PASS");
-  else if (check.result() == Result::skip) record_.text("SKIP");
-  else record_.text("FAIL", Cell::State::fault);
+  if (check.result() == Result::pass) {
+    ++passed_;
+    record_.text("PASS");
+  } else if (check.result() == Result::skip) {
+    ++skipped_;
+    record_.text("SKIP");
+  } else {
+    ++failed_;
+    record_.text("FAIL", Cell::State::fault);
+  }
   record_.text(check.name()).text(check.place()).textOrNone(check.summary()).number(check.count());
   record_.recordsBegin();
   for (const std::string& one : check.findings()) record_.text(one, Cell::State::fault);
@@ -140,7 +156,7 @@ void Verifier::missing(const std::string& name, const std::string& place, const 
 // ---- Tables ------------------------------------------------------------------------------------
 
 void Verifier::verifyTables(const std::string& path) {
-  eachTable(path, [this](const TableFile& table) { add(tableLayoutCheck(table)); });
+  eachTable(path, [this](const TableFile& table) { add(tableLayoutCheck(table, &progress_)); });
 }
 
 void Verifier::verifyLfibs() {
@@ -158,10 +174,16 @@ void Verifier::verifyLfibs() {
 void Verifier::verifyLfibAt(const std::string& path) {
   Options options = options_;
   options.lfib = path;
-  if (badDirectories_.contains(path)) options.timeout = 0;
+  if (damagedDirectories_.contains(path)) options.timeout = 0;
+  if (closedDirectories_.contains(path)) {
+    Check check("references", path);
+    check.skipped("not all tables can be read");
+    return add(check);
+  }
   LfibReader reader(options, false);
   if (!reader.await()) return failedWith(reader.exitCode());
-  for (const auto& one : reader.directories()) verifyLfib(one->lfib(), one->path(), sink());
+  for (const auto& one : reader.directories())
+    verifyLfib(one->lfib(), one->path(), sink(), &progress_);
   failedWith(reader.exitCode());
 }
 
@@ -248,7 +270,9 @@ void Verifier::verifyLdpAt(const std::string& path, const std::string& lfibPath)
                read.peerLbtTable().view().isAttached() &&
                read.localLbtAdvertisedToTable().view().isAttached() && lfib.isAttached();
       },
-      badDirectories_.contains(path) || isAll_ ? 0 : options_.timeout);
+      damagedDirectories_.contains(path) || closedDirectories_.contains(path) || isAll_
+          ? 0
+          : options_.timeout);
   if (!isThere)
     return missing("bindings", path, "no LDP tables to be read, or no LFIB at " + lfibPath);
   const Pause pause = [&loop] { loop.runUntil([] { return false; }, pauseSeconds); };

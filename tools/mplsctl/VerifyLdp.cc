@@ -3,6 +3,8 @@
 #include <set>
 #include <utility>
 
+#include "tools/mplsctl/ValueText.h"
+
 namespace MplsCtl {
 
 namespace {
@@ -12,8 +14,6 @@ using Mpls::LfibRoute;
 using Mpls::LfibStatus;
 using Netbase::MplsLabel;
 using Tables = Ldp::LdpTarn::LdpLabelBindingTable;
-
-std::string textOf(const auto& value) { return std::string(Forma::valueToStrep(value).view()); }
 
 std::string labelText(MplsLabel label) { return "label " + std::to_string(label.value()); }
 

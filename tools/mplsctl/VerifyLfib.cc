@@ -1,6 +1,5 @@
 #include "tools/mplsctl/VerifyLfib.h"
 
-#include <array>
 #include <chrono>
 #include <map>
 #include <set>
@@ -10,7 +9,9 @@
 
 #include "mpls/lfib/LfibViaRow.h"
 #include "platform/forma/HashMap.h"
-#include "tools/mplsctl/VerifyMarks.h"
+#include "tools/mplsctl/LfibView.h"
+#include "tools/mplsctl/VerifyProblems.h"
+#include "tools/mplsctl/VerifyWalk.h"
 
 namespace MplsCtl {
 
@@ -23,156 +24,20 @@ using Mpls::LfibViaSet;
 using Mpls::LfibViaSetKey;
 using Mpls::RouteKey;
 using Tarn::Record;
-using Tarn::TableView;
-
-constexpr std::size_t atOnce = 32;  // lookups that are under way together
-
-std::string textOf(const RouteKey& key) {
-  return "label " + std::to_string(key.topLabel().value()) + " metric " +
-         std::to_string(key.metric().value());
-}
-
-/// "Ldp 7, type MplsIp": without what all names of sources and types begin with.
-template <class Key>
-std::string textOf(const Key& key) {
-  std::string source(formaEnumName(key.source())), type(formaEnumName(key.viaType()));
-  if (source.starts_with("lfibSource")) source.erase(0, std::size("lfibSource") - 1);
-  if (type.starts_with("viaType")) type.erase(0, std::size("viaType") - 1);
-  return source + " " + std::to_string(key.index()) + ", type " + type;
-}
-
-// ---- What is wrong with one row, as it is now --------------------------------------------------
-
-bool hasVia(const LfibStatus& lfib, const LfibViaKey& key) {
-  Mpls::LfibViaRow row;
-  return Mpls::lfibViaRowFind(lfib, key, &row);
-}
-
-/// Empty when nothing is, or the route is gone.
-std::string referenceProblem(const LfibStatus& lfib, const RouteKey& key) {
-  LfibRoute route, now;
-  LfibViaSet viaSet;
-  for (int look = 0; look < secondLooks; ++look, route = now) {
-    if (!lfib.lfibRouteFind(key, &route) || lfib.viaSetFind(route.viaSetKey(), &viaSet)) return {};
-    if (!lfib.lfibRouteFind(key, &now)) return {};
-    if (now == route) break;
-  }
-  return "route " + textOf(key) + ": no via set " + textOf(route.viaSetKey());
-}
-
-std::string referenceProblem(const LfibStatus& lfib, const LfibViaSetKey& key) {
-  LfibViaSet viaSet, now;
-  for (int look = 0; look < secondLooks; ++look) {
-    if (!lfib.viaSetFind(key, &viaSet)) return {};
-    std::string problem;
-    for (const LfibViaKey& via : viaSet.viaKeyIteratorConst())
-      if (!hasVia(lfib, via)) problem = "via set " + textOf(key) + ": no via " + textOf(via);
-    if (problem.empty()) return {};
-    if (lfib.viaSetFind(key, &now) && now == viaSet) return problem;
-  }
-  return {};
-}
-
-std::string homogeneityProblem(const LfibRoute& route) {
-  const bool isEvpn = LfibStatus::isEvpnViaType(route.viaSetKey().viaType());
-  if (!isEvpn || route.key().metric().value() == 0) return {};
-  return "route " + textOf(route.key()) + ": its via set " + textOf(route.viaSetKey()) +
-         " asks for the metric 0";
-}
-
-std::string homogeneityProblem(const LfibViaSet& viaSet) {
-  std::size_t vias = 0;
-  for (const LfibViaKey& via : viaSet.viaKeyIteratorConst()) {
-    ++vias;
-    if (via.viaType() != viaSet.key().viaType())
-      return "via set " + textOf(viaSet.key()) + ": via " + textOf(via) + " is of another type";
-  }
-  if (vias < 2 || !LfibStatus::isEvpnViaType(viaSet.key().viaType())) return {};
-  return "via set " + textOf(viaSet.key()) + ": " + std::to_string(vias) + " vias, of its type one";
-}
-
-// ---- Walking -----------------------------------------------------------------------------------
-
-/// Calls visit(row, record) for each row of a table; returns how many there are. Those whose values
-/// are none are counted in `strange`.
-template <class Map, class Visit>
-std::uint64_t eachRow(const Map& map, std::uint64_t& strange, Visit visit) {
-  using Form = typename Map::Form;
-  std::array<std::byte, atOnce * Form::keyBytes> keys;
-  std::array<Record, atOnce> records;
-  std::size_t held = 0;
-  std::uint64_t rows = 0;
-  typename Map::Row row;
-  const auto flush = [&] {
-    map.view().template findBatch<Form::keyBytes, Form::rowBytes>(keys.data(), held,
-                                                                  records.data());
-    for (std::size_t i = 0; i < held; ++i) {
-      if (!records[i]) continue;
-      ++rows;
-      if (Form::decode(records[i].row, records[i].bytes, &row))
-        visit(std::as_const(row), records[i]);
-      else ++strange;
-    }
-    held = 0;
-  };
-  Tarn::TableCursor cursor(Form::keyBytes);
-  while (const std::byte* const key = cursor.next(map.view())) {
-    std::copy_n(key, Form::keyBytes, keys.data() + held * Form::keyBytes);
-    if (++held == atOnce) flush();
-  }
-  flush();
-  return rows;
-}
-
-/// Lookups that are gathered, and done many at a time: what is found is marked, and of what is not
-/// the owner is told.
-template <class Map, class Owner>
-class Lookups {
- public:
-  using Form = typename Map::Form;
-
-  explicit Lookups(const Map& map) : map_(map), pin_(map.view()), marks_(map.view()) {}
-
-  const Map& map() const { return map_; }
-  RowMarks& marks() { return marks_; }
-  template <class Missing>
-  void add(const typename Map::Key& key, const Owner& owner, Missing missing) {
-    Form::encodeKey(key, keys_.data() + held_ * Form::keyBytes);
-    owners_[held_] = owner;
-    if (++held_ == atOnce) flush(missing);
-  }
-  template <class Missing>
-  void flush(Missing missing) {
-    map_.view().template findBatch<Form::keyBytes, Form::rowBytes>(keys_.data(), held_,
-                                                                   found_.data());
-    for (std::size_t i = 0; i < held_; ++i) {
-      if (found_[i]) marks_.mark(found_[i].row);
-      else missing(owners_[i]);
-    }
-    held_ = 0;
-  }
-
- private:
-  const Map& map_;
-  const TableView::Pin pin_;
-  RowMarks marks_;
-  std::array<std::byte, atOnce * Form::keyBytes> keys_;
-  std::array<Owner, atOnce> owners_;
-  std::array<Record, atOnce> found_;
-  std::size_t held_ = 0;
-};
 
 template <class Row>
 using ViaMap =
     std::remove_cvref_t<decltype(Mpls::LfibViaTable<Row>::of(std::declval<const LfibStatus&>()))>;
 
-// ---- The whole LFIB ----------------------------------------------------------------------------
-
 /// One look at all tables: collects what seems wrong.
 class LfibLook {
  public:
-  explicit LfibLook(const LfibStatus& lfib)
-      : lfib_(lfib), changes_(changes()), viaSets_(lfib.viaSetTable()), vias_(lookupsOf(lfib)) {}
+  LfibLook(const LfibStatus& lfib, Progress* progress)
+      : lfib_(lfib),
+        progress_(progress),
+        changes_(changes()),
+        viaSets_(lfib.viaSetTable()),
+        vias_(lookupsOf(lfib)) {}
 
   void run() {
     takeRoutes();
@@ -220,7 +85,10 @@ class LfibLook {
   template <class Map, class Visit>
   std::uint64_t each(const Map& map, Visit visit) {
     std::uint64_t strange = 0;
-    const std::uint64_t rows = eachRow(map, strange, visit);
+    const std::uint64_t rows = eachRow(map, strange, [&](const auto& row, const Record& record) {
+      if (progress_ != nullptr) progress_->add();
+      visit(row, record);
+    });
     if (strange != 0) strangeRows[std::string(map.name())] = strange;
     return rows;
   }
@@ -264,6 +132,7 @@ class LfibLook {
   }
 
   const LfibStatus& lfib_;
+  Progress* const progress_;  // may be null
   const std::uint64_t changes_;
   Lookups<Tarn::TarnMap<LfibViaSetKey, LfibViaSet>, RouteKey> viaSets_;
   ViaLookups vias_;
@@ -356,8 +225,12 @@ void checkUnreferenced(const LfibStatus& lfib, const LfibLook& look, Check& chec
 
 }  // namespace
 
-void verifyLfib(const LfibStatus& lfib, const std::string& place, const CheckSink& sink) {
-  LfibLook look(lfib);
+void verifyLfib(const LfibStatus& lfib, const std::string& place, const CheckSink& sink,
+                Progress* progress) {
+  if (progress != nullptr)
+    progress->begin("LFIB " + place, lfib.lfibRouteTable().rows() + lfib.viaSetTable().rows() +
+                                         lfib.mplsViaTable().rows());
+  LfibLook look(lfib, progress);
   look.run();
   Check references("references", place), homogeneity("homogeneity", place);
   Check unreferenced("unreferenced", place);

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "mpls/lfib/LfibStatus.h"
+#include "tools/mplsctl/Progress.h"
 #include "tools/mplsctl/VerifyCheck.h"
 
 namespace MplsCtl {
@@ -17,6 +18,8 @@ namespace MplsCtl {
 ///   references    each route leads to a via set, each via set to vias, that are there
 ///   homogeneity   a via set is of the type of its vias; what EVPN types ask for
 ///   unreferenced  each via set is used by a route, each via by a via set; told while nobody writes
-void verifyLfib(const Mpls::LfibStatus& lfib, const std::string& place, const CheckSink& sink);
+/// `progress` may be null.
+void verifyLfib(const Mpls::LfibStatus& lfib, const std::string& place, const CheckSink& sink,
+                Progress* progress = nullptr);
 
 }  // namespace MplsCtl

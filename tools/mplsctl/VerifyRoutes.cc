@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "mpls/lfib/LfibMplsVia.h"
+#include "tools/mplsctl/LfibView.h"
 
 namespace MplsCtl {
 
@@ -16,11 +17,6 @@ using Vias = std::vector<LfibMplsVia>;
 
 constexpr auto source = Mpls::LFib::lfibSourceStaticMpls_;
 constexpr std::size_t maxVias = Mpls::LfibViaIndexRange::max + std::size_t{1};
-
-std::string textOf(const RouteKey& key) {
-  return "label " + std::to_string(key.topLabel().value()) + " metric " +
-         std::to_string(key.metric().value());
-}
 
 /// Next-hop groups, and labels that are none, have no place in an LFIB.
 bool fits(const Mpls::Via& via) {

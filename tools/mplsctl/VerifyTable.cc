@@ -1,8 +1,13 @@
 #include "tools/mplsctl/VerifyTable.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -14,6 +19,7 @@ namespace MplsCtl {
 
 namespace {
 
+namespace Fs = std::filesystem;
 using Tarn::Record;
 using Tarn::SharedWord;
 using Tarn::TableView;
@@ -66,6 +72,7 @@ void TableWalk::takePage() {
     pause(1);
   }
   rows_ += page_.rows;
+  if (progress_ != nullptr) progress_->add(page_.rows);
   liveBytes_ += page_.liveBytes;
   if (!view_.isReplaced())
     for (std::string& one : page_.findings) check_.damaged(std::move(one));
@@ -206,9 +213,25 @@ Tarn::TableShape shapeOf(const Tarn::HeadFixed& fixed) {
   return shape;
 }
 
+/// Why a file of the table may not be read; empty when all may. One is enough to tell.
+std::string closedFile(const TableFile& table) {
+  std::error_code error;
+  for (Fs::directory_iterator at(table.directory, error), end; !error && at != end;
+       at.increment(error)) {
+    if (!at->path().filename().string().starts_with(table.name + ".")) continue;
+    if (::faccessat(AT_FDCWD, at->path().c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES)
+      return unreadableText(at->path(), EACCES);
+  }
+  return {};
+}
+
 /// Opens the table; what is wrong with the head goes to the check, and what the view complains of
 /// later, too.
 std::unique_ptr<Opened> opened(const TableFile& table, Check& check) {
+  if (std::string closed = closedFile(table); !closed.empty()) {
+    check.unreadable(std::move(closed));
+    return nullptr;
+  }
   auto all = std::make_unique<Opened>();
   all->storage = Tarn::directoryStorageFactory(table.directory);
   Tarn::Opened head = all->storage->open(Tarn::headName(table.name), Tarn::Access::read);
@@ -257,12 +280,15 @@ std::string comparedCounts(const TableView& view, const TableWalk& walk) {
 
 /// The rows that were met; none when another generation took the place meanwhile. Counts that
 /// differ while nothing changed from one look to the next are wrong.
-std::optional<std::uint64_t> walked(const TableFile& table, const TableView& view, Check& check) {
+std::optional<std::uint64_t> walked(const TableFile& table, const TableView& view, Check& check,
+                                    Progress* progress) {
   std::uint64_t rows = 0;
   std::optional<Word> before;
   for (int look = 0; look < countLooks; ++look) {
     const Word changes = changesOf(view);
-    TableWalk walk(view, check);
+    if (progress != nullptr)
+      progress->begin("layout of " + check.place(), view.state().rows.load(acquire));
+    TableWalk walk(view, check, progress);
     walk.run();
     if (view.isReplaced()) return std::nullopt;
     rows = walk.rows();
@@ -278,14 +304,13 @@ std::optional<std::uint64_t> walked(const TableFile& table, const TableView& vie
 
 }  // namespace
 
-Check tableLayoutCheck(const TableFile& table) {
+Check tableLayoutCheck(const TableFile& table, Progress* progress) {
   constexpr int generations = 8;  // that may come while we look
   Tarn::busErrorsAreHandled();
   for (int attempt = 0;; ++attempt) {
     Check check("layout", table.directory + "/" + table.name);
     if (!table.problem.empty()) {
-      const bool isDamaged = table.isRead && table.head.state == TableHead::State::damaged;
-      if (isDamaged) check.damaged(table.problem);
+      if (exitCodeOf(table) == Agents::exitFault) check.damaged(table.problem);
       else check.unreadable(table.problem);
       return check;
     }
@@ -296,7 +321,7 @@ Check tableLayoutCheck(const TableFile& table) {
       check.unreadable(problem.what());
     }
     if (!all) return check;
-    const std::optional<std::uint64_t> rows = walked(table, all->view, check);
+    const std::optional<std::uint64_t> rows = walked(table, all->view, check, progress);
     if (!rows && attempt < generations) continue;
     if (all->view.isDamaged()) check.damaged("a file was cut short");
     check.summaryIs(std::to_string(rows.value_or(0)) + " rows");

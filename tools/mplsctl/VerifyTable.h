@@ -15,18 +15,20 @@
 #include <vector>
 
 #include "platform/tarn/TableView.h"
+#include "tools/mplsctl/Progress.h"
 #include "tools/mplsctl/TableFiles.h"
 #include "tools/mplsctl/VerifyCheck.h"
 
 namespace MplsCtl {
 
-/// All that is wrong with a table, in the check "layout".
-Check tableLayoutCheck(const TableFile& table);
+/// All that is wrong with a table, in the check "layout"; `progress` may be null.
+Check tableLayoutCheck(const TableFile& table, Progress* progress = nullptr);
 
 /// A walk through all words of a table's index.
 class TableWalk {
  public:
-  TableWalk(const Tarn::TableView& view, Check& check) : view_(view), check_(check) {}
+  TableWalk(const Tarn::TableView& view, Check& check, Progress* progress)
+      : view_(view), check_(check), progress_(progress) {}
 
   void run();
   /// Of what the walk met.
@@ -56,6 +58,7 @@ class TableWalk {
 
   const Tarn::TableView& view_;
   Check& check_;
+  Progress* const progress_;                      // may be null
   std::uint64_t position_ = 0;                    // all smaller hashes are passed
   unsigned depth_ = 0;                            // of the page at hand
   std::map<std::uint32_t, std::uint64_t> pages_;  // those passed, and for which hashes
