@@ -58,8 +58,14 @@ unsigned TableCursor::takePage(const TableView& view) {
   }
 }
 
+/// Records lie anywhere: memory is asked for them some words ahead.
 void TableCursor::takeKeys(const TableView& view, const SharedWord* words, unsigned depth) {
-  for (std::uint32_t i = 0; i < view.pageWords(); ++i) takeKey(view, words[i], depth);
+  constexpr std::uint32_t ahead = 16;
+  const std::uint32_t count = view.pageWords();
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (i + ahead < count) view.prefetch(words[i + ahead].load(std::memory_order_relaxed));
+    takeKey(view, words[i], depth);
+  }
 }
 
 /// A word whose segment is gone has changed meanwhile, or is damaged.

@@ -44,17 +44,22 @@ constexpr std::string_view unusable = "no usable via";
 /// "StaticMpls"; a number for what a newer writer may have put there.
 void addName(Record& record, std::string_view name, std::string_view prefix, auto value) {
   if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
-  if (!name.empty()) record.text(name);
+  if (!name.empty()) record.plain(name);
   else record.number(static_cast<std::uint64_t>(value));
 }
 
 void addAddress(Record& record, const Netbase::IpGenAddr& address) {
-  if (!address.isSet()) record.none();
-  else record.text(address.stringValue().view());
+  if (!address.isSet()) {
+    record.none();
+    return;
+  }
+  std::string text;  // short enough to need no memory when it is of IPv4
+  Forma::print(text, address);
+  record.plain(text);
 }
 
 void addVia(Record& record, const LfibMplsVia& via) {
-  record.number(via.key().index()).none().none();
+  record.number(via.key().index()).none(2);
   addAddress(record, via.nextHop());
   addName(record, formaEnumName(via.labelAction()), "", via.labelAction());
   const Mpls::LabelStack& stack = via.labelStack();
@@ -70,7 +75,7 @@ void addVia(Record& record, const LfibMplsVia& via) {
 void addMissing(Record& record, const LfibViaKey& key) {
   record.number(key.index()).flag(true).none();
   record.remark("via " + std::to_string(key.index()) + " missing");
-  for (int i = 0; i < 6; ++i) record.none();
+  record.none(6);
 }
 
 /// One of another type, which has a text of its own.
@@ -79,7 +84,7 @@ void addOther(Record& record, const LfibVia& via) {
   addName(record, formaEnumName(via.key.viaType()), "viaType", via.key.viaType());
   record.none();
   addName(record, formaEnumName(via.key.viaType()), "viaType", via.key.viaType());
-  record.none().text(via.brief).none().none().text(via.other);
+  record.none().text(via.brief).none(2).text(via.other);
 }
 
 void addVia(Record& record, const LfibVia& via) {
@@ -89,8 +94,8 @@ void addVia(Record& record, const LfibVia& via) {
 }
 
 void addRemark(Record& record) {
-  record.none().none().none().remark(unusable);
-  for (int i = 0; i < 6; ++i) record.none();
+  record.none(3).remark(unusable);
+  record.none(6);
 }
 
 void beginRoute(Record& record, const std::string& directory, const RouteKey& key) {

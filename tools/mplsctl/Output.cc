@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <iostream>
 
 #include "agents/common/ExitCode.h"
 #include "agents/common/Printable.h"
@@ -13,7 +12,7 @@ namespace MplsCtl {
 
 namespace {
 
-constexpr std::size_t writtenAtOnce = 64 * 1024;
+constexpr std::size_t writtenAtOnce = 256 * 1024;
 constexpr std::size_t recordsBetweenLooks = 4096;  // at the clock
 
 }  // namespace
@@ -142,6 +141,7 @@ void Output::end() {
     out_ += std::to_string(count_) + "\n";
   }
   flush();
+  if (writer_) writer_->wait();
 }
 
 int Output::end(int exitCode) {
@@ -160,9 +160,9 @@ void Output::flushIfLong() {
 
 void Output::flush() {
   isFlushed_ = isFlushed_ || !out_.empty();
-  std::cout.write(out_.data(), static_cast<std::streamsize>(out_.size()));
-  std::cout.flush();
-  out_.clear();
+  if (out_.size() >= writtenAtOnce && !writer_) writer_ = std::make_unique<BackgroundWriter>();
+  if (writer_) writer_->write(out_);
+  else writeOut(out_);
 }
 
 /// Where the records themselves go to a terminal they are progress enough.

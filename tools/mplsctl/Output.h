@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "agents/common/JsonWriter.h"
+#include "tools/mplsctl/BackgroundWriter.h"
 #include "tools/mplsctl/Options.h"
 #include "tools/mplsctl/RecordJson.h"
 #include "tools/mplsctl/RecordTable.h"
@@ -69,7 +70,8 @@ class Output {
   const JsonForm form_;
   const bool colour_;
   const std::size_t expected_;
-  std::string out_;
+  Text out_;
+  std::unique_ptr<BackgroundWriter> writer_;  // when there is much
   const RecordType* type_ = nullptr;
   std::unique_ptr<RecordTable> table_;
   RecordList held_;                                          // to be sorted

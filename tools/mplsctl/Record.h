@@ -5,6 +5,7 @@
 /// Cost      a record is one buffer that is used again: adding a cell allocates nothing.
 #pragma once
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/mplsctl/Text.h"
 
 namespace MplsCtl {
 
@@ -51,6 +54,7 @@ struct Cell {
   std::uint32_t at = 0;    ///< in the bytes; of `records` the number of the first item's cell
   std::uint32_t size = 0;  ///< bytes; of `records` how many there are
   State state = State::none;
+  bool isPlain = false;  ///< none of its bytes (those of the elements of a list) is to be escaped
   bool isValue() const { return state == State::value || state == State::fault; }
 };
 
@@ -78,11 +82,12 @@ class Record {
   Record(const Record&) = delete;  // where the next cell goes is inside
   Record& operator=(const Record&) = delete;
 
-  RecordView view() const { return {type_, bytes_.data(), cells_, items_}; }
+  RecordView view() const { return {type_, bytes_.data(), cells_.all(), items_.all()}; }
   void clear() {
     bytes_.clear();
     cells_.clear();
     items_.clear();
+    start_ = 0;
   }
 
   Record& number(std::uint64_t value) {
@@ -91,25 +96,34 @@ class Record {
     return end();
   }
   Record& seconds(double value) {
+    constexpr std::size_t most = 400;
     begin();
-    char digits[400];
-    const auto done =
-        std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 6);
-    bytes_.append(digits, done.ptr);
+    char* const at = bytes_.more(most);
+    bytes_.endIs(std::to_chars(at, at + most, value, std::chars_format::fixed, 6).ptr);
     return end();
   }
   Record& text(std::string_view value, Cell::State state = Cell::State::value) {
     begin();
-    bytes_.append(value);
+    bytes_ += value;
+    isPlain_ = isPlain(value);
     return end(state);
+  }
+  /// A text of our own, of which isPlain() is known: a name or an address.
+  Record& plain(std::string_view value) {
+    begin();
+    bytes_ += value;
+    return end();
   }
   /// None when it is empty.
   Record& textOrNone(std::string_view value) { return value.empty() ? none() : text(value); }
   Record& remark(std::string_view value) { return text(value, Cell::State::remark); }
-  Record& flag(bool value) { return text(value ? "true" : "false"); }
-  Record& none() {
-    begin();
-    return end(Cell::State::none);
+  Record& flag(bool value) { return plain(value ? "true" : "false"); }
+  /// That many cells without a value.
+  Record& none(std::size_t count = 1) {
+    Cell* const at = target_->more(count);
+    std::fill_n(at, count, Cell{});
+    target_->endIs(at + count);
+    return *this;
   }
 
   // A list of numbers or texts: listBegin(), elements, listEnd().
@@ -119,18 +133,19 @@ class Record {
     bytes_ += elementEnd;
   }
   void element(std::string_view value) {
-    bytes_.append(value);
+    bytes_ += value;
     bytes_ += elementEnd;
+    isPlain_ = isPlain_ && isPlain(value);
   }
   Record& listEnd() {
-    if (bytes_.size() > start_) bytes_.pop_back();
+    if (bytes_.size() > start_) bytes_.pop();
     return end();
   }
 
   // A list of records: recordsBegin(), the cells of each, recordsEnd(). An item without any value
   // is for people only.
   void recordsBegin() {
-    cells_.push_back({static_cast<std::uint32_t>(items_.size()), 0, Cell::State::value});
+    cells_.add({static_cast<std::uint32_t>(items_.size()), 0, Cell::State::value});
     target_ = &items_;
   }
   Record& recordsEnd() {
@@ -141,23 +156,28 @@ class Record {
   }
 
  private:
-  void begin() { start_ = bytes_.size(); }
-  Record& end(Cell::State state = Cell::State::value) {
-    target_->push_back({static_cast<std::uint32_t>(start_),
-                        static_cast<std::uint32_t>(bytes_.size() - start_), state});
+  void begin() {
+    start_ = bytes_.size();
+    isPlain_ = true;
+  }
+  [[gnu::always_inline]] Record& end(Cell::State state = Cell::State::value) {
+    target_->add({static_cast<std::uint32_t>(start_),
+                  static_cast<std::uint32_t>(bytes_.size() - start_), state, isPlain_});
     return *this;
   }
   void appendNumber(std::uint64_t value) {
-    char digits[20];
-    bytes_.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+    constexpr std::size_t most = 20;
+    char* const at = bytes_.more(most);
+    bytes_.endIs(std::to_chars(at, at + most, value).ptr);
   }
 
   const RecordType* type_;
-  std::string bytes_;
-  std::vector<Cell> cells_;
-  std::vector<Cell> items_;
-  std::vector<Cell>* target_ = &cells_;
-  std::size_t start_ = 0;
+  Text bytes_;
+  Room<Cell> cells_;
+  Room<Cell> items_;
+  Room<Cell>* target_ = &cells_;
+  std::size_t start_ = 0;  // of the cell under way
+  bool isPlain_ = true;    // so far
 };
 
 /// Records kept one behind the other.

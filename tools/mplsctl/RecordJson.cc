@@ -8,19 +8,12 @@ namespace MplsCtl {
 
 namespace {
 
-bool isPlain(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte >= 0x20 && byte < 0x7f && c != '"' && c != '\\';
-  });
-}
-
 bool isText(Kind kind) { return kind == Kind::text || kind == Kind::texts; }
 
 /// Writes the members of an object, or the elements of an array.
 class Members {
  public:
-  Members(std::string& out, const JsonForm& form, unsigned level, char begin)
+  Members(Text& out, const JsonForm& form, unsigned level, char begin)
       : out_(out), form_(form), level_(level) {
     out_ += begin;
   }
@@ -31,9 +24,10 @@ class Members {
   }
   void next(std::string_view key) {
     next();
-    out_ += '"';
-    out_ += key;
-    out_ += form_.pretty ? "\": " : "\":";
+    char* at = out_.more(key.size() + 4);
+    *at++ = '"';
+    at = put(at, key);
+    out_.endIs(put(at, form_.pretty ? "\": " : "\":"));
   }
   void end(char with) {
     if (!isEmpty_) form_.newLine(out_, level_);
@@ -41,45 +35,55 @@ class Members {
   }
 
  private:
-  std::string& out_;
+  Text& out_;
   const JsonForm& form_;
   const unsigned level_;
   bool isEmpty_ = true;
 };
 
-void appendScalar(std::string& out, Kind kind, std::string_view text) {
-  if (isText(kind)) appendJsonText(out, text);
-  else out += text;
+void appendQuoted(Text& out, std::string_view text) {
+  char* at = out.more(text.size() + 2);
+  *at++ = '"';
+  at = put(at, text);
+  *at++ = '"';
+  out.endIs(at);
 }
 
-void appendElements(std::string& out, Kind kind, std::string_view list) {
+void appendScalar(Text& out, Kind kind, std::string_view text, bool isPlain) {
+  if (!isText(kind)) out += text;
+  else if (isPlain) appendQuoted(out, text);
+  else appendJsonText(out, text);
+}
+
+void appendElements(Text& out, Kind kind, std::string_view list, bool isPlain) {
   out += '[';
   bool isFirst = true;
   eachElement(list, [&](std::string_view element) {
     if (!std::exchange(isFirst, false)) out += ',';
-    appendScalar(out, kind, element);
+    appendScalar(out, kind, element, isPlain);
   });
   out += ']';
 }
 
-void appendItems(std::string& out, const RecordView& record, const Cell& list,
+void appendItems(Text& out, const RecordView& record, const Cell& list,
                  std::span<const Column> columns, const JsonForm& form, unsigned level);
 
-void appendCells(Members& members, std::string& out, const RecordView& record,
-                 std::span<const Cell> cells, std::span<const Column> columns, const JsonForm& form,
-                 unsigned level) {
+void appendCells(Members& members, Text& out, const RecordView& record, std::span<const Cell> cells,
+                 std::span<const Column> columns, const JsonForm& form, unsigned level) {
   for (std::size_t i = 0; i < cells.size(); ++i) {
     if (!cells[i].isValue()) continue;
     const Column& column = columns[i];
+    const Cell& cell = cells[i];
     members.next(column.key);
     if (column.kind == Kind::records)
-      appendItems(out, record, cells[i], column.items(), form, level + 1);
-    else if (column.kind >= Kind::numbers) appendElements(out, column.kind, record.text(cells[i]));
-    else appendScalar(out, column.kind, record.text(cells[i]));
+      appendItems(out, record, cell, column.items(), form, level + 1);
+    else if (column.kind >= Kind::numbers)
+      appendElements(out, column.kind, record.text(cell), cell.isPlain);
+    else appendScalar(out, column.kind, record.text(cell), cell.isPlain);
   }
 }
 
-void appendItems(std::string& out, const RecordView& record, const Cell& list,
+void appendItems(Text& out, const RecordView& record, const Cell& list,
                  std::span<const Column> columns, const JsonForm& form, unsigned level) {
   Members array(out, form, level, '[');
   for (std::size_t i = 0; i < list.size; ++i) {
@@ -95,18 +99,13 @@ void appendItems(std::string& out, const RecordView& record, const Cell& list,
 
 }  // namespace
 
-void appendJsonText(std::string& out, std::string_view text) {
-  if (!isPlain(text)) {
-    out += Agents::jsonText(std::string(text));
-    return;
-  }
-  out += '"';
-  out += text;
-  out += '"';
+void appendJsonText(Text& out, std::string_view text) {
+  if (isPlain(text)) appendQuoted(out, text);
+  else out += Agents::jsonText(std::string(text));
 }
 
-void appendJson(std::string& out, const RecordView& record, std::string_view kind,
-                const JsonForm& form, unsigned level) {
+void appendJson(Text& out, const RecordView& record, std::string_view kind, const JsonForm& form,
+                unsigned level) {
   Members members(out, form, level, '{');
   if (!kind.empty()) {
     members.next("kind");
@@ -116,12 +115,20 @@ void appendJson(std::string& out, const RecordView& record, std::string_view kin
   members.end('}');
 }
 
+void appendJson(std::string& out, const RecordView& record, std::string_view kind) {
+  Text text;
+  appendJson(text, record, kind);
+  out += text.view();
+}
+
 void appendJsonKey(std::string& out, const RecordView& record) {
   const JsonForm form;
-  Members members(out, form, 0, '{');
-  appendCells(members, out, record, record.cells.first(record.type->keys), record.type->columns,
+  Text text;
+  Members members(text, form, 0, '{');
+  appendCells(members, text, record, record.cells.first(record.type->keys), record.type->columns,
               form, 0);
   members.end('}');
+  out += text.view();
 }
 
 }  // namespace MplsCtl

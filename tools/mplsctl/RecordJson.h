@@ -15,18 +15,20 @@ namespace MplsCtl {
 struct JsonForm {
   bool pretty = false;  ///< a line for each member, with two blanks for each level
   /// To a new line at that level; nothing unless pretty.
-  void newLine(std::string& out, unsigned level) const {
+  void newLine(Text& out, unsigned level) const {
     if (!pretty) return;
     out += '\n';
-    out.append(2 * level, ' ');
+    for (; level > 0; --level) out += "  ";
   }
 };
 
 /// A string in quotes. Bytes that are no UTF-8 are replaced.
-void appendJsonText(std::string& out, std::string_view text);
+void appendJsonText(Text& out, std::string_view text);
 /// An object; with `kind`, that is its first member. `level` is that of the object.
-void appendJson(std::string& out, const RecordView& record, std::string_view kind,
+void appendJson(Text& out, const RecordView& record, std::string_view kind,
                 const JsonForm& form = {}, unsigned level = 0);
+/// The same, for those who keep it.
+void appendJson(std::string& out, const RecordView& record, std::string_view kind);
 /// The object of the first columns only, which name the record.
 void appendJsonKey(std::string& out, const RecordView& record);
 

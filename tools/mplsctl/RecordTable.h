@@ -16,7 +16,7 @@ namespace MplsCtl {
 class RecordTable {
  public:
   /// Appends to `out`, which somebody else empties.
-  RecordTable(std::string& out, const RecordType& type, bool colour);
+  RecordTable(Text& out, const RecordType& type, bool colour);
   void add(const RecordView& record);
   /// Appends what was held back. Without records there is no heading either.
   void end();
@@ -29,27 +29,33 @@ class RecordTable {
     std::size_t item;  // in the list of records; npos: a column of the record itself
     Kind kind;
     std::string_view heading;
+    std::string shown;  // of the line at hand, where that is not the cell as it is
+    std::size_t width = 0;
   };
   struct Field {
+    std::string_view text;
+    bool isRed;
+  };
+  struct HeldField {
     std::size_t size;
     bool isRed;
   };
 
+  void widen(Place& place, std::size_t width);
   void addLine(const RecordView& record, const Cell* list, std::size_t number);
-  void show(const RecordView& record, const Cell& cell, Kind kind);
-  void endLine();
-  void appendField(std::string_view text, std::size_t place, bool isRed);
+  std::string_view show(const RecordView& record, const Cell& cell, Place& place);
+  void holdLine();
+  void appendLine();
 
-  std::string& out_;
+  Text& out_;
   const bool colour_;
   std::vector<Place> places_;
-  std::vector<std::size_t> widths_;
+  std::size_t lineBytes_ = 0;  // of all widths
   std::size_t listColumn_;
   std::size_t listItems_ = 0;
-  std::string line_;           // the cells of a line, one behind the other
-  std::vector<Field> fields_;  // and how long each is
-  std::string held_;           // lines like that until the widths are known
-  std::vector<Field> heldFields_;
+  std::vector<Field> fields_;  // the line at hand
+  std::string held_;           // lines, cell by cell, until the widths are known
+  std::vector<HeldField> heldFields_;
   bool isStreaming_ = false;
 };
 

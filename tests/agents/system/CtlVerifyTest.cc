@@ -118,7 +118,8 @@ TEST_F(CtlVerifyTest, WatchesTellWhatCameChangedAndWent) {
   EXPECT_FALSE(block.contains("old")) << block;
   await(*table, "added", {{"table", "v4Route"}, {"directory", "run/sr/other"}});
   folder.replace("static", "mpls lsp 100 10.0.0.1 200\n");
-  const Json rows = await(*table, "changed", {{"table", "lfibRoute"}});
+  const Json rows =
+      await(*table, "changed", {{"table", "lfibRoute"}, {"directory", "run/lfib/static"}});
   EXPECT_EQ(rows.at("old").at("rows"), 2);
   EXPECT_EQ(rows.at("new").at("rows"), 1);
   folder.write("more", "");

@@ -8,6 +8,7 @@
 #include <random>
 #include <sstream>
 
+#include "agents/common/Printable.h"
 #include "tools/mplsctl/RecordJson.h"
 #include "tools/mplsctl/RecordTable.h"
 #include "tools/mplsctl/Selection.h"
@@ -28,10 +29,14 @@ constexpr Column columns[] = {{"id", "ID", Kind::number},
                               {"tags", "TAGS", Kind::texts}};
 constexpr RecordType type{"thing", columns, 2};
 
-/// A thing as JSON has it; made into a record by fill().
+/// A thing as JSON has it; made into a record by fill(). What is to be escaped stands anywhere in
+/// short and in long names.
 Json thing(std::mt19937& random) {
-  static const std::vector<std::string> names{"", "a", "b \"q\"", "tab\there", "\xc3\xa9", "z\\"};
+  static const std::string odd[]{"\"", "\\", "\t", "\x7f", "\xc3\xa9", "\x01", " ~!#[]^\x20", ""};
   const auto below = [&random](unsigned n) { return static_cast<unsigned>(random() % n); };
+  std::vector<std::string> names{"", "a", "b \"q\"", "tab\there", "\xc3\xa9", "z\\"};
+  names[2 + below(3)] =
+      std::string(below(36), 'x') + odd[below(8)] + std::string(below(12), 'y') + "z";
   Json one = {{"id", below(50)}, {"name", names[below(6)]}, {"items", Json::array()}};
   for (unsigned i = below(4); i > 0; --i) {
     Json item = Json::object();
@@ -87,8 +92,9 @@ bool has(const Json& one, const Filter& filter) {
   return isItIn(one) || std::ranges::any_of(one.at("items"), isItIn);
 }
 
-/// Whatever the records are: JSON gives them back in both forms, filters choose as a search in that
-/// JSON does, and sorting orders them as one by their values.
+/// Whatever the records are: JSON gives them back in both forms, tables have no byte that is not
+/// printable, filters choose as a search in that JSON does, and sorting orders them as one by their
+/// values.
 TEST(RecordTest, JsonFiltersAndSortingAgreeWithAModel) {
   const unsigned seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
@@ -105,11 +111,19 @@ TEST(RecordTest, JsonFiltersAndSortingAgreeWithAModel) {
                                     {"up", "true"}, {"tags", "z\\"}, {"hidden", "2"}};
   for (std::size_t i = 0; i < things.size(); ++i) {
     for (const bool pretty : {false, true}) {
-      std::string text;
+      Text text;
       appendJson(text, list[i], "", {pretty});
-      ASSERT_EQ(Json::parse(text), things[i]) << text;
-      ASSERT_EQ(text.find('\n') != std::string::npos, pretty);
+      ASSERT_EQ(Json::parse(text.view()), things[i]) << text.view();
+      ASSERT_EQ(text.view().find('\n') != std::string::npos, pretty);
     }
+    Text shown;
+    RecordTable table(shown, type, false);
+    table.add(list[i]);
+    table.end();
+    const std::string name = Agents::printable(things[i].at("name").get<std::string>());
+    ASSERT_NE(shown.view().find("  " + (name.empty() ? "-" : name) + "  "), std::string::npos);
+    ASSERT_TRUE(std::ranges::all_of(shown.view(),
+                                    [](char c) { return c == '\n' || (c >= 0x20 && c < 0x7f); }));
     for (const Filter& filter : filters)
       ASSERT_EQ(isWanted(list[i], {filter}), has(things[i], filter)) << things[i] << filter.key;
     ASSERT_EQ(isNamed(list[i], {"7", "a"}), things[i].at("id") == 7 && things[i].at("name") == "a");
@@ -131,7 +145,7 @@ TEST(RecordTest, JsonFiltersAndSortingAgreeWithAModel) {
 /// Each line of a table has its cells at the same places, however many there are; what is wider
 /// than all before widens the column from there.
 TEST(RecordTest, TablesAreAlignedAndShowRemarksAndColours) {
-  std::string out;
+  Text out;
   RecordTable table(out, type, false);
   Record record(type);
   fill(record, Json::parse(R"({"id": 1, "name": "a\tb", "items": [{"hop": "x", "stack": [1, 2],
@@ -139,22 +153,22 @@ TEST(RecordTest, TablesAreAlignedAndShowRemarksAndColours) {
   table.add(record.view());
   fill(record, Json::parse(R"({"id": 22, "name": "", "items": [], "tags": []})"));
   table.add(record.view());
-  EXPECT_EQ(out, "") << "widths are not known yet";
+  EXPECT_EQ(out.view(), "") << "widths are not known yet";
   table.end();
-  EXPECT_EQ(out,
+  EXPECT_EQ(out.view(),
             "ID  NAME    HOP       STACK  UP   AGE    TAGS\n"
             "1   a\\x09b  x         1/2    yes  3.2 s  p, q\n"
             "1   a\\x09b  -         -      yes  3.2 s  p, q\n"
             "22  -       no items  -      -    -      -\n");
   out.clear();
   for (int i = 0; i < 2; ++i) table.add(record.view());
-  EXPECT_EQ(out.find("22  -       no items"), 0U) << out;
+  EXPECT_EQ(out.view().find("22  -       no items"), 0U) << out.view();
   out.clear();
   RecordTable coloured(out, type, true);
   coloured.add(record.view());
   coloured.end();
-  EXPECT_EQ(out.find("\x1b[1mID"), 0U) << out;
-  EXPECT_NE(out.find("\x1b[31mno items\x1b[0m"), std::string::npos) << out;
+  EXPECT_EQ(out.view().find("\x1b[1mID"), 0U) << out.view();
+  EXPECT_NE(out.view().find("\x1b[31mno items\x1b[0m"), std::string::npos) << out.view();
 }
 
 }  // namespace
