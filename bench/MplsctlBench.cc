@@ -5,8 +5,9 @@
 /// nobody reads and one with another reader. These take turns, so that a busy machine hits all
 /// alike.
 ///
-/// Routes lead over 4096 via sets of two vias each, which share 1024 vias; labels stand with up to
-/// two metrics. Their writer is gone when they are shown and verified.
+/// Routes lead over 4096 via sets of one via each, or of two, which share 1024 vias; labels stand
+/// with up to two metrics. A row is a line of the table: of two vias a route has two. Their writer
+/// is gone when they are shown and verified.
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -60,11 +61,15 @@ double processorTime() {
 /// A directory of tables with so many routes, removed at the end, and its writer.
 class Lfib {
  public:
-  explicit Lfib(std::uint32_t routes) : routes_(routes) {
+  Lfib(std::uint32_t routes, std::uint32_t viasOfRoute) : routes_(routes) {
     FormaTarn::attachWriter(*lfib_, *directory_);
     for (std::uint32_t i = 0; i < vias; ++i) lfib_->mplsViaIs(viaOf(i));
-    for (std::uint32_t i = 0; i < viaSets; ++i)
-      lfib_->viaSetIs({keyOf(i), {viaOf(i % vias).key(), viaOf((i * 7 + 1) % vias).key()}});
+    for (std::uint32_t i = 0; i < viaSets; ++i) {
+      LfibViaSet set(keyOf(i), {viaOf(i % vias).key()});
+      if (viasOfRoute == 2)
+        set = {keyOf(i), {viaOf(i % vias).key(), viaOf((i * 7 + 1) % vias).key()}};
+      lfib_->viaSetIs(set);
+    }
     for (std::uint32_t i = 0; i < routes; ++i) put(i, 0);
   }
   ~Lfib() {
@@ -121,6 +126,7 @@ class Run {
     if (!Fs::exists(program)) program = (self.parent_path() / "mplsctl").string();
     arguments.insert(arguments.begin(), program);
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& one : arguments) argv.push_back(one.data());
     argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
@@ -166,7 +172,7 @@ class Run {
 
 struct Result {
   double first = 0;    // ns until the first line
-  double row = 0;      // ns, to a file
+  double row = 0;      // ns for each row, to a file
   double rowJson = 0;  // the same
   double memory = 0;   // bytes
   double verify = 0;   // ns
@@ -202,13 +208,13 @@ void readPipe(const Lfib& lfib, Result& result) {
   run.end();
 }
 
-Result measure(std::uint32_t routes) {
-  Lfib lfib(routes);
+Result measure(std::uint32_t routes, std::uint32_t viasOfRoute) {
+  Lfib lfib(routes, viasOfRoute);
   lfib.writerDel();
   Result result;
   readPipe(lfib, result);
-  result.row = timeOf(lfib, "show") / routes;
-  result.rowJson = timeOf(lfib, "show", {"--json"}) / routes;
+  result.row = timeOf(lfib, "show") / routes / viasOfRoute;
+  result.rowJson = timeOf(lfib, "show", {"--json"}) / routes / viasOfRoute;
   result.verify = timeOf(lfib, "verify");
   return result;
 }
@@ -263,7 +269,7 @@ double changeRead(Lfib& lfib) {
 
 Followed measureFollowed(std::uint32_t routes) {
   constexpr int rounds = 5;
-  Lfib lfib(routes);
+  Lfib lfib(routes, 2);
   std::array<std::vector<double>, 4> all;
   for (int i = 0; i < rounds; ++i) {
     while (lfib.isRead()) Bench::sleepUntil(now() + 1'000'000);
@@ -278,13 +284,16 @@ Followed measureFollowed(std::uint32_t routes) {
 
 const bool added = [] {
   constexpr std::uint32_t routes = 1'000'000;
-  const auto of = Bench::series<Result>([] { return measure(routes); });
+  const auto of = Bench::series<Result>([] { return measure(routes, 1); });
   const std::string n = "/Mpls/" + std::to_string(routes);
   Bench::addFigure("Mplsctl/firstLine" + n, of, &Result::first);
   Bench::addFigure("Mplsctl/showRow" + n, of, &Result::row);
   Bench::addFigure("Mplsctl/showRowJson" + n, of, &Result::rowJson);
   Bench::addFigure("Mplsctl/memory" + n, of, &Result::memory, Bench::Unit::bytes);
   Bench::addFigure("Mplsctl/verify" + n, of, &Result::verify);
+  const auto ofTwo = Bench::series<Result>([] { return measure(routes, 2); });
+  Bench::addFigure("Mplsctl/showRow/Mpls/twoVias", ofTwo, &Result::row);
+  Bench::addFigure("Mplsctl/showRowJson/Mpls/twoVias", ofTwo, &Result::rowJson);
   const auto followed = Bench::series<Followed>([] { return measureFollowed(100'000); });
   Bench::addFigure("Mplsctl/change/Mpls/nobody", followed, &Followed::nobody);
   Bench::addFigure("Mplsctl/change/Mpls/reader", followed, &Followed::reader);

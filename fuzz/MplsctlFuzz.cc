@@ -1,9 +1,8 @@
 /// Damages the files of an LFIB in any way, then lets mplsctl show, look up, verify and count it:
 /// it ends with one of its exit codes, and says something when that is not 0.
 ///
-/// Input     8 bytes for each damage: file, what is done, four bytes where, two bytes with what;
-/// the
-///           last byte also chooses the command, and by its lowest bit whether it prints JSON.
+/// Input     8 bytes for each damage: file, what is done, four bytes where, two bytes with what.
+///           The last byte chooses the command, too, and whether it prints JSON.
 /// Time      stands still: what would be looked at again after a pause is looked at at once.
 #include <time.h>
 #include <unistd.h>

@@ -12,7 +12,7 @@ namespace MplsCtl {
 
 namespace {
 
-constexpr std::size_t writtenAtOnce = 256 * 1024;
+constexpr std::size_t writtenAtOnce = std::size_t{256} * 1024;
 constexpr std::size_t recordsBetweenLooks = 4096;  // at the clock
 
 }  // namespace

@@ -2,7 +2,7 @@
 /// place. Only on a terminal, and not within the first second.
 ///
 /// Thread    one.
-/// Cost      at() may be called for each row: it looks at the clock once in some thousand calls.
+/// Cost      add() may be called for each row: it looks at the clock once in some thousand calls.
 #pragma once
 
 #include <chrono>

@@ -15,7 +15,7 @@ namespace MplsCtl {
 struct JsonForm {
   bool pretty = false;  ///< a line for each member, with two blanks for each level
   /// To a new line at that level; nothing unless pretty.
-  void newLine(Text& out, unsigned level) const {
+  void newLine(Text& out, std::size_t level) const {
     if (!pretty) return;
     out += '\n';
     for (; level > 0; --level) out += "  ";

@@ -1,7 +1,7 @@
 /// What directories of tables report to a command that reads them. While it waits for tables, what
 /// is missing is kept, to be told if it does not come; damage is told in any case.
 ///
-/// Thread    that of the loop of the directories, which it must outlive.
+/// Thread    that of the directories, which it must outlive.
 #pragma once
 
 #include <string>

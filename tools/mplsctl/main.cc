@@ -13,8 +13,8 @@
 
 namespace {
 
-/// When who read the output is gone, as `head` does, ends as any filter: by SIGPIPE, without a
-/// word.
+/// When who read the output is gone, as `head` when it has enough, ends as any filter does: by
+/// SIGPIPE, without a word.
 void endIfNobodyReads() {
   pollfd output{STDOUT_FILENO, POLLOUT, 0};
   if (::poll(&output, 1, 0) != 1 || (output.revents & POLLERR) == 0) return;
