@@ -13,7 +13,6 @@ namespace MplsCtl {
 namespace {
 
 constexpr std::size_t writtenAtOnce = std::size_t{256} * 1024;
-constexpr std::size_t recordsBetweenLooks = 4096;  // at the clock
 
 }  // namespace
 
@@ -28,7 +27,8 @@ Output::Output(const Options& options, std::size_t expected)
     : options_(options),
       form_{options.pretty},
       colour_(isColoured(options, STDOUT_FILENO)),
-      expected_(expected) {
+      isOnTerminal_(::isatty(STDOUT_FILENO) == 1) {
+  progress_.begin(options.object + " " + options.verb, expected);
   if (!options_.json) return;
   out_ += '{';
   member("object", options_.object);
@@ -66,7 +66,7 @@ void Output::redLine(std::string_view text) {
 
 bool Output::add(const Record& record) {
   const RecordView view = record.view();
-  if (++added_ % recordsBetweenLooks == 0) tellProgress();
+  progress_.add();
   if (view.type != type_) endTable();
   type_ = view.type;
   if (isFull() || !isNamed(view, options_.key) || !isWanted(view, options_.filters))
@@ -158,24 +158,13 @@ void Output::flushIfLong() {
   if (out_.size() >= writtenAtOnce || (!isFlushed_ && table_ && table_->isStreaming())) flush();
 }
 
+/// Where the records themselves go to a terminal they are progress enough.
 void Output::flush() {
+  if (isOnTerminal_ && !out_.empty()) progress_.stop();
   isFlushed_ = isFlushed_ || !out_.empty();
   if (out_.size() >= writtenAtOnce && !writer_) writer_ = std::make_unique<BackgroundWriter>();
   if (writer_) writer_->write(out_);
   else writeOut(out_);
-}
-
-/// Where the records themselves go to a terminal they are progress enough.
-void Output::tellProgress() {
-  using namespace std::chrono_literals;
-  const auto now = std::chrono::steady_clock::now();
-  if (now - told_ < 1s) return;
-  told_ = now;
-  if (::isatty(STDERR_FILENO) != 1 || (::isatty(STDOUT_FILENO) == 1 && isFlushed_)) return;
-  std::string text = "\r" + std::to_string(added_);
-  if (expected_ != 0) text += " of " + std::to_string(expected_);
-  text += " records\x1b[K\r";
-  (void)!::write(STDERR_FILENO, text.data(), text.size());
 }
 
 void tellGone(Output& out, const std::vector<std::string>& gone, std::string_view meaning) {

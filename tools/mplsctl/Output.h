@@ -9,7 +9,6 @@
 /// Errors    raises std::ios::failure when the standard output cannot be written.
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -18,6 +17,7 @@
 #include "agents/common/JsonWriter.h"
 #include "tools/mplsctl/BackgroundWriter.h"
 #include "tools/mplsctl/Options.h"
+#include "tools/mplsctl/Progress.h"
 #include "tools/mplsctl/RecordJson.h"
 #include "tools/mplsctl/RecordTable.h"
 #include "tools/mplsctl/Selection.h"
@@ -64,12 +64,11 @@ class Output {
   void member(std::string_view key, const Agents::Json& value);
   void flushIfLong();
   void flush();
-  void tellProgress();
 
   const Options& options_;
   const JsonForm form_;
   const bool colour_;
-  const std::size_t expected_;
+  const bool isOnTerminal_;
   Text out_;
   std::unique_ptr<BackgroundWriter> writer_;  // when there is much
   const RecordType* type_ = nullptr;
@@ -80,10 +79,8 @@ class Output {
   bool isFirstMember_ = true;
   bool isFirstRecord_ = true;
   bool isFlushed_ = false;
-  std::size_t added_ = 0;
   std::size_t count_ = 0;
-  const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
-  std::chrono::steady_clock::time_point told_ = begin_;
+  Progress progress_;
 };
 
 /// Says below a table who publishes something no more, "PATH: NAME is gone since 3.2 s" for each:

@@ -28,11 +28,16 @@ class Progress {
   }
   /// Takes the line away, before others are written there.
   void clear();
+  /// The same, and tells no more.
+  void stop() {
+    clear();
+    isShown_ = false;
+  }
 
  private:
   void tell();
 
-  const bool isShown_;
+  bool isShown_;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   std::chrono::steady_clock::time_point told_ = begin_;
   std::string what_;

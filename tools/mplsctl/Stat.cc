@@ -57,7 +57,8 @@ int stat(const Options& options) {
   StatReader reader(program, options);
   if (!reader.await()) return exitCodeOf(program);
   if (options.interval > 0) return showRepeatedly(program, reader, options);
-  if (showOnce(reader, options, false) != 0) return reader.exitCode();
+  const std::size_t records = showOnce(reader, options, false);
+  if (records != 0 || reader.exitCode() != Agents::exitGood) return reader.exitCode();
   tellError(options, ErrorCode::cannotOpen, "nothing to count below " + options.run, options.run);
   return Agents::exitDatabase;
 }

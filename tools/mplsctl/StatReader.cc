@@ -7,6 +7,7 @@
 
 #include "agents/common/ExitCode.h"
 #include "agents/common/Paths.h"
+#include "tools/mplsctl/Errors.h"
 #include "tools/mplsctl/Query.h"
 
 namespace MplsCtl {
@@ -73,6 +74,8 @@ bool StatReader::await() {
   if (!isAll_) return true;
   program_.await([this] { return status_ || !program_.connectionProblem().empty(); },
                  options_.timeout);
+  if (!status_ && !program_.ended())
+    tellInfo(options_, "no database: " + program_.connectionProblem() + "; of tables alone:");
   if (!status_) return !program_.ended();
   for (const Centrum::MountInfo& mount : program_.manager()->mountInfos())
     if (mount.state == Centrum::MountState::waiting) return true;
@@ -105,6 +108,8 @@ void StatReader::lookAtTables(const std::function<void(const Record&)>& visit) {
   exitCode_ = Agents::exitGood;
   eachTable(path, [&](const TableFile& table) {
     exitCode_ = std::max(exitCode_, exitCodeOf(table));
+    if (table.name.empty())
+      return tellError(options_, ErrorCode::cannotOpen, table.problem, table.directory);
     record.clear();
     record.textOrNone(table.name).text(table.directory);
     const TableHead& head = table.head;

@@ -87,6 +87,10 @@ int tableShow(const Options& options) {
   bool isAny = false;
   eachTable(options.run, [&](const TableFile& table) {
     isAny = true;
+    if (table.name.empty()) {  // a directory that cannot be read, whatever it may hold
+      exitCode = std::max(exitCode, exitCodeOf(table));
+      return tellError(options, ErrorCode::cannotOpen, table.problem, table.directory);
+    }
     fillRecord(record, table);
     if (isNamed(record.view(), options.key)) exitCode = std::max(exitCode, exitCodeOf(table));
     out.add(record);

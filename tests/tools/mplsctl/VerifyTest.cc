@@ -131,7 +131,8 @@ TEST_F(TableVerifyTest, EachKindOfDamageIsNamed) {
   const Check sound = check();
   EXPECT_EQ(sound.result(), Result::pass);
   EXPECT_EQ(sound.summary(), "500 rows");
-  const auto [pages, places] = words();
+  const auto [inPages, places] = words();
+  const auto& pages = inPages;  // which lambdas can capture
   ASSERT_GT(places.size(), 2U);
   const std::size_t word = places[0];
   const auto inLine = *std::ranges::find_if(places, [](std::size_t at) { return at % 64 == 0; });
