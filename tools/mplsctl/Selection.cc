@@ -133,6 +133,7 @@ std::vector<std::size_t> sorted(const RecordList& records, std::string_view key,
     return low.value != high.value ? low.value < high.value : low.text < high.text;
   });
   std::vector<std::size_t> numbers;
+  numbers.reserve(entries.size());
   for (const Entry& entry : entries) numbers.push_back(entry.number);
   return numbers;
 }

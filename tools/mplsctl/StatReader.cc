@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "agents/common/ExitCode.h"
@@ -98,7 +99,7 @@ void StatReader::addRate(Record& record, const std::string& what, std::uint64_t 
   if (isNew || sinceLast_ == 0 || count < before) record.none();
   else
     record.number(
-        static_cast<std::uint64_t>(static_cast<double>(count - before) / sinceLast_ + 0.5));
+        static_cast<std::uint64_t>(std::llround(static_cast<double>(count - before) / sinceLast_)));
 }
 
 void StatReader::lookAtTables(const std::function<void(const Record&)>& visit) {

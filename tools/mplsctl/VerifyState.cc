@@ -32,7 +32,7 @@ std::set<std::string> factsOf(const Snapshot& snapshot, bool withAdvertised) {
 void addMissing(const std::set<std::string>& facts, const std::set<std::string>& others,
                 const std::string& word, Check& check) {
   for (const std::string& fact : facts)
-    if (!others.contains(fact)) check.failed(word + ": " + fact);
+    if (!others.contains(fact)) check.failed(std::string(word).append(": ").append(fact));
 }
 
 std::string countsOf(const Snapshot& snapshot) {

@@ -8,6 +8,12 @@
 
 namespace MplsCtl {
 
+namespace {
+
+constexpr std::size_t writtenAtOnce = 65536;
+
+}  // namespace
+
 bool WatchOutput::isMeant(const Record& record) const {
   return isWanted(record.view(), options_.filters);
 }
@@ -74,7 +80,7 @@ void WatchOutput::print(std::string_view op, std::string_view kind, std::string_
   if (!old.empty()) out_.append(",\"old\":").append(old);
   if (!now.empty()) out_.append(",\"new\":").append(now);
   out_ += "}\n";
-  if (out_.size() > 64 * 1024) flush();
+  if (out_.size() > writtenAtOnce) flush();
 }
 
 void WatchOutput::line(std::string_view text) {
