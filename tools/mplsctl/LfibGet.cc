@@ -25,7 +25,7 @@ int lfibGet(const Options& options) {
       if (options.json || options.count) out.add(record);
     }
   out.end();
-  if (found != 0) return reader.exitCode();
+  if (found != 0 || reader.exitCode() != Agents::exitGood) return reader.exitCode();
   tellError(options, ErrorCode::notFound,
             "no route of label " + std::to_string(options.label) +
                 (options.metric ? " metric " + std::to_string(*options.metric) : ""));

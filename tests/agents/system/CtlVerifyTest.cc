@@ -74,6 +74,15 @@ TEST_F(CtlVerifyTest, SoundStatePassesAndDamageIsNamed) {
   EXPECT_EQ(apart[1].at("findings")[0].at("text"),
             "label 101 metric 100: in the LFIB, but not merged");
   EXPECT_EQ(ctl({"route", "verify"}).code, 1);
+  for (const auto& file : Fs::directory_iterator(folder / "run/lfib/static")) {
+    const std::string path = "run/lfib/static/" + file.path().filename().string();
+    if (path.find("/lfibRoute.") == std::string::npos || path.find(".seg") == std::string::npos)
+      continue;
+    std::string bytes = folder.read(path);
+    for (std::size_t i = 64; i < bytes.size(); i += 16) bytes[i] = static_cast<char>(~bytes[i]);
+    folder.replace(path, bytes);
+  }
+  EXPECT_EQ(ctl({"lfib", "get", "101"}).code, 4) << "its row is damaged, not absent";
   folder.replace("run/lfib/static/viaSet.head", std::string(4096, 'x'));
   const Result damaged = run("mplsctl", {"verify", "--run", "run", "--timeout", "0"});
   EXPECT_EQ(damaged.code, 4);
