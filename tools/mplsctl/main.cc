@@ -28,11 +28,12 @@ int main(int argc, char** argv) {
   return Agents::guarded("mplsctl", [&] {
     MplsCtl::Options options;
     int exitCode = Agents::exitUsage;
-    const MplsCtl::Command command = MplsCtl::commandFrom(argc, argv, options, exitCode);
-    if (command == nullptr) return exitCode;
     try {
-      Agents::startTraces(options);
-      exitCode = command(options);
+      const MplsCtl::Command command = MplsCtl::commandFrom(argc, argv, options, exitCode);
+      if (command != nullptr) {
+        Agents::startTraces(options);
+        exitCode = command(options);
+      }
       std::cout.flush();
       return exitCode;
     } catch (const std::ios::failure&) {

@@ -99,6 +99,21 @@ TEST_F(CtlTest, EventsCarryWhatWasAndWhatIs) {
   EXPECT_EQ(route->end(SIGTERM), 143);
 }
 
+/// As `head` is when it has enough: then there is nothing to say.
+TEST_F(CtlTest, EndsAsBySigpipeWhenNobodyReadsItsOutput) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  ::close(ends[0]);
+  for (const char* const command : {"--help", "completion bash"}) {
+    const std::string line = Program::path("mplsctl") + " " + command + " 2>" +
+                             (folder / "out").string() + " >&" + std::to_string(ends[1]) +
+                             "; exit $?";
+    EXPECT_EQ(WEXITSTATUS(std::system(line.c_str())), 141) << command;
+    EXPECT_EQ(folder.read("out"), "");
+  }
+  ::close(ends[1]);
+}
+
 /// Without the right to read: what, whose, and what is needed. Root gives its privileges up, and
 /// stays who it is: where the programs lie others may not be let in.
 TEST_F(CtlTest, ErrorsNameWhatIsWrongAndWhatToDo) {
